@@ -1,0 +1,15 @@
+# lumo_options: what every target of this project compiles with. Link it privately.
+set(LUMO_SANITIZE "" CACHE STRING "Sanitizers to build with, as -fsanitize takes them; empty for none")
+
+find_package(Threads REQUIRED)
+
+add_library(lumo_options INTERFACE)
+target_include_directories(lumo_options INTERFACE ${PROJECT_SOURCE_DIR})
+target_compile_options(lumo_options INTERFACE -Wall -Wextra -Wshadow -Wconversion -Werror)
+target_link_options(lumo_options INTERFACE -Wl,--as-needed)
+
+if(LUMO_SANITIZE)
+    target_compile_options(lumo_options INTERFACE
+        -fsanitize=${LUMO_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(lumo_options INTERFACE -fsanitize=${LUMO_SANITIZE})
+endif()
