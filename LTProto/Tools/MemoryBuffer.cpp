@@ -1,6 +1,7 @@
 #include "LTProto/Tools/MemoryBuffer.h"
 
 #include "LTProto/Tools/Hex.h"
+#include "LTProto/Tools/StringUtf8.h"
 
 #include <algorithm>
 #include <cstring>
@@ -107,6 +108,11 @@ bool MemoryBuffer::Set(const MemoryBuffer &o)
 {
     Clear();
     return Set(o.m_len, o.m_ptr.get());
+}
+
+bool MemoryBuffer::Set(const StringUtf8 &value)
+{
+    return Set(value.m_len, value.m_ptr.get());
 }
 
 bool MemoryBuffer::Clear()

@@ -9,6 +9,7 @@
 
 namespace Tools
 {
+class StringUtf8;
 
 // memcmp over the shorter length: a proper prefix compares as equal (0). Only an empty side orders by length:
 // -1 when `a` alone is empty, 1 when `b` alone is.
@@ -26,6 +27,7 @@ class MemoryBuffer
     MemoryBuffer() = default;
     MemoryBuffer(const MemoryBuffer &o) { Set(o); }
     MemoryBuffer(MemoryBuffer &&o) noexcept;
+    explicit MemoryBuffer(const StringUtf8 &value) { Set(value); }
     explicit MemoryBuffer(u8 c) { Set(c); }
     MemoryBuffer(u32 len, const void *ptr, u32 minlen = 0, char filler = 0) { Set(len, ptr, minlen, filler); }
     explicit MemoryBuffer(const std::string &str, u32 minlen = 0, char filler = 0) { Set(str, minlen, filler); }
@@ -43,6 +45,7 @@ class MemoryBuffer
     bool Set(const char *str, u32 minlen = 0, char filler = 0);
     bool Set(u8 c);
     bool Set(const MemoryBuffer &o);
+    bool Set(const StringUtf8 &value);
     bool Clear(); // always true
 
     // Append; return the new length. `ptr` and `str` are not null.
