@@ -1,0 +1,61 @@
+#include "toviCommonLib/OS/linux/linuxOSTermination.h"
+
+#include <atomic>
+#include <csignal>
+
+namespace platform
+{
+namespace
+{
+
+sOSEvent terminationEvent;
+std::atomic<bool> terminationRequested{false};
+static_assert(std::atomic<bool>::is_always_lock_free, "set by a signal handler");
+
+void onTerminationSignal(int)
+{
+    terminationRequested = true;
+    event_fire(terminationEvent);
+}
+
+void setHandler(int signalNumber, void (*handler)(int))
+{
+    struct sigaction action = {};
+    action.sa_handler = handler;
+    action.sa_flags = SA_RESTART;
+    sigemptyset(&action.sa_mask);
+    sigaction(signalNumber, &action, nullptr);
+}
+
+} // namespace
+
+bool termination_trap()
+{
+    terminationRequested = false;
+    if (!event_open(&terminationEvent))
+        return false;
+    setHandler(SIGTERM, onTerminationSignal);
+    setHandler(SIGINT, onTerminationSignal);
+    for (int ignored : {SIGPIPE, SIGTTIN, SIGTTOU})
+        setHandler(ignored, SIG_IGN);
+    return true;
+}
+
+void termination_release()
+{
+    for (int trapped : {SIGTERM, SIGINT, SIGPIPE, SIGTTIN, SIGTTOU})
+        setHandler(trapped, SIG_DFL);
+    event_close(terminationEvent);
+}
+
+bool termination_requested()
+{
+    return terminationRequested;
+}
+
+const sOSEvent &termination_event()
+{
+    return terminationEvent;
+}
+
+} // namespace platform
