@@ -1,4 +1,4 @@
-// Bytes as tests write them: "60 00 05 2A 01".
+// Bytes as tests write them: Hex("60 00 05 2A 01").
 #pragma once
 
 #include "toviCommonLib/toviTypes.h"
@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-inline std::vector<u8> Bytes(const std::string &hex)
+inline std::vector<u8> Hex(const std::string &hex)
 {
     std::vector<u8> bytes;
     std::istringstream pairs(hex);

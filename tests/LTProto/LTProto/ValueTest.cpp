@@ -43,8 +43,8 @@ class ValueFormsTest : public testing::TestWithParam<ValueForms>
 TEST_P(ValueFormsTest, AgreeOnTheWireWhenTypedAndWhenShown)
 {
     const ValueForms &forms = GetParam();
-    EXPECT_EQ(ValueEncode(forms.value), Bytes(forms.encoded));
-    EXPECT_EQ(ValueDecode(Bytes(forms.encoded)), forms.value);
+    EXPECT_EQ(ValueEncode(forms.value), Hex(forms.encoded));
+    EXPECT_EQ(ValueDecode(Hex(forms.encoded)), forms.value);
     EXPECT_EQ(ValueText(forms.value), forms.shown);
     if (forms.typeName == nullptr)
         return;
@@ -75,7 +75,7 @@ TEST(Value, EveryOtherLengthOrTypeIsRefused)
 {
     for (const char *damaged : {"", "00", "01", "01 00 00 00", "01 00 00 00 19 00", "03 00 00 04 D2",
                                 "03 00 00 04 D2 02 00", "11 00", "63 00 00 00 00", "FF 00 00 00 00"})
-        EXPECT_EQ(ValueDecode(Bytes(damaged)), std::nullopt) << damaged;
+        EXPECT_EQ(ValueDecode(Hex(damaged)), std::nullopt) << damaged;
     EXPECT_TRUE(ValueEncode(Number(UNDEFINED, 1)).empty());
     EXPECT_TRUE(ValueEncode(Number(INTERNAL_COMMAND, 1)).empty());
 }
