@@ -1,0 +1,160 @@
+#include "LTProto/Tools/LogTracer.h"
+
+#include "LTProto/Tools/PrintfText.h"
+#include "toviCommonLib/OS/linux/linuxOS.h"
+
+#include <cstdio>
+
+namespace Tools
+{
+namespace
+{
+
+constexpr u8 TIME_DECIMAL_END = 10; // from here on lines have no time prefix
+
+const u8 *AsBytes(const std::string &text)
+{
+    return reinterpret_cast<const u8 *>(text.c_str());
+}
+
+} // namespace
+
+bool LogTracer::Init(u8 timeDecimal)
+{
+    m_timeDecimal = timeDecimal;
+    m_traceOnConsole = true;
+    return true;
+}
+
+bool LogTracer::Init(const StringUtf8 &fileName, bool useLocalPath, u32 maxBytesInFile, bool traceOnScreen)
+{
+    CloseFile();
+    m_traceOnConsole = traceOnScreen;
+    m_traceOnDisk = fileName.m_len != 0;
+    if (!m_traceOnDisk)
+        return true;
+
+    if (useLocalPath)
+        m_filePath = StringUtf8(platform::getAppPathNoSlash()) + "/";
+    m_fileName = fileName;
+    m_fileLenMax = maxBytesInFile;
+    return true;
+}
+
+bool LogTracer::Init(const char *fileName, bool useLocalPath, u32 maxBytesInFile, bool traceOnScreen)
+{
+    return Init(StringUtf8(fileName), useLocalPath, maxBytesInFile, traceOnScreen);
+}
+
+bool LogTracer::Trace(const char *format, ...)
+{
+    if (!IsOn() || *format == 0)
+        return true;
+    va_list args;
+    va_start(args, format);
+    const bool traced = TraceVariableList(format, args);
+    va_end(args);
+    return traced;
+}
+
+bool LogTracer::Trace(const std::string &str)
+{
+    const char *format = str.c_str();
+    if (!IsOn() || *format == 0)
+        return true;
+    return WriteLine(TimePrefix() + ExpandWithoutArguments(format));
+}
+
+bool LogTracer::TraceVariableList(const char *format, va_list args)
+{
+    if (!IsOn())
+        return false;
+    std::string line = TimePrefix();
+    PrintfAppend(line, format, args);
+    return WriteLine(std::move(line));
+}
+
+std::string LogTracer::TraceToString(const char *format, ...)
+{
+    va_list args;
+    va_start(args, format);
+    std::string text = TraceToStringVariableList(format, args);
+    va_end(args);
+    return text;
+}
+
+std::string LogTracer::TraceToStringVariableList(const char *format, va_list args)
+{
+    std::string text;
+    PrintfAppend(text, format, args);
+    return text;
+}
+
+bool LogTracer::LogFileOpen()
+{
+    const std::lock_guard lock(m_mutex);
+    return OpenWithRotation();
+}
+
+bool LogTracer::CloseFile()
+{
+    const std::lock_guard lock(m_mutex);
+    const bool wasOpen = m_logFile != nullptr;
+    m_logFile.reset();
+    return wasOpen;
+}
+
+std::string LogTracer::TimePrefix() const
+{
+    if (m_timeDecimal >= TIME_DECIMAL_END)
+        return {};
+    return DateTime(true).TimeString(m_timeDecimal, false) + " - ";
+}
+
+// The console comes first: it gets the line whatever becomes of the disk.
+bool LogTracer::WriteLine(std::string line)
+{
+    line += '\n';
+    const std::lock_guard lock(m_mutex);
+    if (m_traceOnConsole)
+        std::fwrite(line.data(), 1, line.size(), stdout);
+    return m_traceOnDisk && WriteToDisk(line);
+}
+
+// The bound is checked against what is already written, so a file may exceed it by one line.
+bool LogTracer::WriteToDisk(const std::string &line)
+{
+    const bool full = m_fileLenMax != 0 && m_fileLenCur > m_fileLenMax;
+    if ((m_logFile == nullptr || full) && !OpenWithRotation())
+        return false;
+    const std::size_t written = std::fwrite(line.data(), 1, line.size(), m_logFile.get());
+    if (m_fileLenMax != 0)
+        m_fileLenCur += written;
+    return std::fflush(m_logFile.get()) == 0 && written != 0;
+}
+
+bool LogTracer::OpenWithRotation()
+{
+    const std::string path = m_filePath.ToStdString();
+    const std::string name = m_fileName.ToStdString();
+    const std::string fullName = path + name;
+    if (name.empty())
+        return false;
+
+    if (m_logFile == nullptr)
+        m_logFile.reset(platform::FS_fileOpenForReadText(AsBytes(fullName)));
+    const bool exists = m_logFile != nullptr;
+    m_logFile.reset();
+
+    // A file without a folder prefix keeps no old generation: its lines are lost.
+    if (exists && !path.empty())
+    {
+        platform::FS_fileDelete(AsBytes(fullName + ".old"));
+        platform::FS_fileRename(AsBytes(path), AsBytes(name), AsBytes(name + ".old"));
+    }
+    m_logFile.reset(platform::FS_fileOpenForWriteText(AsBytes(fullName)));
+    m_fileLenCur = 0;
+    return m_logFile != nullptr;
+}
+
+} // namespace Tools
