@@ -6,6 +6,8 @@ find_package(Threads REQUIRED)
 add_library(lumo_options INTERFACE)
 target_include_directories(lumo_options INTERFACE ${PROJECT_SOURCE_DIR})
 target_compile_options(lumo_options INTERFACE -Wall -Wextra -Wshadow -Wconversion -Werror)
+# File sizes and times of 64 bits on the 32-bit board as well.
+target_compile_definitions(lumo_options INTERFACE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
 target_link_options(lumo_options INTERFACE -Wl,--as-needed)
 
 if(LUMO_SANITIZE)

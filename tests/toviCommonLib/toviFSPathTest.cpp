@@ -1,0 +1,101 @@
+#include "toviCommonLib/toviFSPath.h"
+
+#include "toviCommonLib/toviUtils.h"
+
+#include <gtest/gtest.h>
+#include <string>
+
+using namespace tovi::fs;
+using tovi::utils::asBytes;
+
+namespace
+{
+
+std::string sanitized(std::string path, u32 len = 0xFFFFFFFF)
+{
+    sanitizePathInPlace(reinterpret_cast<u8 *>(path.data()), len);
+    return path.c_str();
+}
+
+TEST(SanitizePath, GivesTheCanonicalForm)
+{
+    const struct
+    {
+        const char *name, *path, *canonical;
+    } CASES[] = {
+        {"empty", "", ""},
+        {"root alone", "///", "/"},
+        {"backslashes", "\\a\\b", "/a/b"},
+        {"run of slashes and a trailing one", "x//y/", "x/y"},
+        {"escaped blank", "a%20b", "a b"},
+        {"escape in either case", "%c3%A8", "\xC3\xA8"},
+        {"no digits, or cut at the end", "%g1%1g%2", "%g1%1g%2"},
+        {"escaped percent is decoded once", "%2541", "%41"},
+        {"escaped NUL stays", "a.txt%00.jpg", "a.txt%00.jpg"},
+        {"escaped backslash belongs to the name", "a%5Cb", "a\\b"},
+        {"escaped parent is a parent", "/tmp/%2e%2e%2fetc", "/etc"},
+        {"dot segments", "a/././b/./", "a/b"},
+        {"dots at the start, in names and at the end stay", "./.a/b./..c/d../..", "./.a/b./..c/d../.."},
+        {"parent takes the folder", "/a/b/../c", "/a/c"},
+        {"parents stop at the root", "/../a/../../b", "/b"},
+        {"parent of a relative folder makes no root", "a/..//b", "b"},
+        {"parent above a relative start stays", "a/../../b/../c", "../c"},
+        {"parent of a dot stays", "./../b", "./../b"},
+        {"parent of a parent stays", "../../b", "../../b"},
+    };
+    for (const auto &c : CASES)
+        EXPECT_EQ(sanitized(c.path), c.canonical) << c.name;
+}
+
+TEST(SanitizePath, TouchesNothingBehindTheGivenLength)
+{
+    EXPECT_EQ(sanitized("a/b//", 3), "a/b//");
+    EXPECT_EQ(sanitized("a//b", 3), "a");
+    EXPECT_EQ(sanitized("x//y", 100), "x/y");
+}
+
+TEST(Jolly, Matches)
+{
+    const struct
+    {
+        const char *name, *file, *jolly;
+        bool matches;
+    } CASES[] = {
+        {"same name", "index.dat", "index.dat", true},
+        {"pattern ends first", "index.dat2", "index.dat", false},
+        {"name ends first", "index.da", "index.dat", false},
+        {"no pattern", "a", "  ", false},
+        {"second of two patterns", "g.log", "  *.txt   *.log ", true},
+        {"none of two patterns", "g.bin", "*.txt *.log", false},
+        {"first star needs a character", ".txt", "*.txt *.log", false},
+        {"last star needs a character", "a", "a*", false},
+        {"last star takes the rest", "abc", "a*", true},
+        {"star tries again", "a.tmp.tmp", "*.tmp", true},
+        {"stars in order", "xaybz", "*a*b*", true},
+        {"stars out of order", "xbyaz", "*a*b*", false},
+        {"'?' is one UTF-8 character", "a\xC3\xA8z", "a?z", true},
+        {"'?' is not none", "ac", "a?c", false},
+        {"'?' is one stray byte, or a cut character", "\x80\xE2\x82", "??", true},
+        {"star skips whole characters", "\xE2\x82\xAC\xC3\xA8", "*\xC3\xA8", true},
+        {"UTF-8 characters differ", "\xC3\xA9", "\xC3\xA8", false},
+        {"case matters", "A.TMP", "a.tmp", false},
+        {"letters are reduced by 97", "\x01", "b", true},         // b is 98
+        {"other characters are not reduced", "\x1A", "{", false}, // { is 123
+        {"'?' after a star is searched as it stands", "abc", "*?", false},
+        {"star after a star is searched as it stands", "ab*", "a**", true},
+    };
+    for (const auto &c : CASES)
+        EXPECT_EQ(doesFileNameMatchJolly(asBytes(c.file), asBytes(c.jolly)), c.matches) << c.name;
+}
+
+TEST(Jolly, ManyStarsDoNotMultiplyTheSteps)
+{
+    const std::string name(250, 'a');
+    std::string pattern;
+    for (int i = 0; i < 60; i++)
+        pattern += "*a";
+    EXPECT_TRUE(doesFileNameMatchJolly(asBytes(name.c_str()), asBytes(pattern.c_str())));
+    EXPECT_FALSE(doesFileNameMatchJolly(asBytes(name.c_str()), asBytes((pattern + "b").c_str())));
+}
+
+} // namespace
