@@ -22,7 +22,7 @@ static_assert(GREETING_LEN + 1 == ProtocolConsole::HANDSHAKE_LEN);
 u8 drawKey()
 {
     MTRand_int32 generator(static_cast<u32>(std::time(nullptr)));
-    const double r = static_cast<double>(generator());
+    const double r = static_cast<double>(generator.next());
     return static_cast<u8>(r / 4294967296.0 * 255 + 0.5);
 }
 
