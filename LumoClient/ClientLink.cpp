@@ -1,6 +1,7 @@
 #include "LumoClient/ClientLink.h"
 
 #include "LumoClient/TcpChannel.h"
+#include "toviCommonLib/toviByteOrder.h"
 
 #include <algorithm>
 #include <utility>
@@ -9,6 +10,7 @@ namespace LumoClient
 {
 
 using namespace LTProtocol;
+using tovi::utils::readMsbLsbU32;
 
 namespace
 {
@@ -250,7 +252,7 @@ std::optional<eResult> ClientLink::takeData(Exchange &exchange, std::span<const 
 {
     if (payload.size() <= NUMBER_LEN)
         return std::nullopt;
-    const TicketNr ticket = NumberMsbLsb(payload.first<NUMBER_LEN>());
+    const TicketNr ticket = readMsbLsbU32(payload.data());
     const std::span<const u8> rest = payload.subspan(NUMBER_LEN);
     if (ticket == TICKET_NONE)
         return takeNotice(exchange, rest);
@@ -308,7 +310,7 @@ std::optional<eResult> ClientLink::takeSpontaneous(const Exchange &exchange, std
         return std::nullopt;
     if (m_values.size() >= VALUES_KEPT_MAX)
         m_values.pop_front();
-    m_values.push_back({eDataType{item[0]}, NumberMsbLsb(item.subspan<1, NUMBER_LEN>()), *value});
+    m_values.push_back({eDataType{item[0]}, readMsbLsbU32(&item[1]), *value});
     return exchange.goal == eGoal::SPONTANEOUS ? std::optional(eResult::done) : std::nullopt;
 }
 

@@ -1,6 +1,7 @@
 #include "LumoClient/PacketCodec.h"
 
 #include "LTProto/ComDevice/Crc16.h"
+#include "toviCommonLib/toviByteOrder.h"
 
 #include <algorithm>
 
@@ -8,23 +9,14 @@ namespace LumoClient
 {
 
 using namespace LTProtocol;
+using tovi::utils::readMsbLsbU16;
+using tovi::utils::writeMsbLsbU16;
 
 namespace
 {
 
 constexpr size_t LENGTH_OFFSET = 1;
 constexpr size_t TYPE_OFFSET = 3;
-
-u16 numberMsbLsb(std::span<const u8> bytes, size_t offset)
-{
-    return static_cast<u16>(bytes[offset] << 8 | bytes[offset + 1]);
-}
-
-void appendMsbLsb(Bytes &out, u32 number)
-{
-    out.push_back(static_cast<u8>(number >> 8));
-    out.push_back(static_cast<u8>(number));
-}
 
 } // namespace
 
@@ -33,13 +25,13 @@ Bytes encodePacket(eCommandType type, std::span<const u8> payload)
     if (payload.size() > PACKET_PAYLOAD_MAX)
         return {};
 
-    Bytes packet;
-    packet.reserve(payload.size() + PACKET_OVERHEAD);
-    packet.push_back(PACKET_START_MARK);
-    appendMsbLsb(packet, PACKET_HEADER_LEN + static_cast<u32>(payload.size()));
-    packet.push_back(static_cast<u8>(type));
-    packet.insert(packet.end(), payload.begin(), payload.end());
-    appendMsbLsb(packet, tovi::Crc16(packet.data(), static_cast<u32>(packet.size())));
+    Bytes packet(payload.size() + PACKET_OVERHEAD);
+    const u32 crcOffset = static_cast<u32>(packet.size()) - PACKET_CRC_LEN; // the length counts all that it covers
+    packet[0] = PACKET_START_MARK;
+    writeMsbLsbU16(&packet[LENGTH_OFFSET], static_cast<u16>(crcOffset));
+    packet[TYPE_OFFSET] = static_cast<u8>(type);
+    std::ranges::copy(payload, packet.begin() + PACKET_HEADER_LEN);
+    writeMsbLsbU16(&packet[crcOffset], tovi::Crc16(packet.data(), crcOffset));
     return packet;
 }
 
@@ -60,11 +52,11 @@ std::optional<Packet> PacketDecoder::next()
 {
     for (skipToStartMark(); held().size() >= PACKET_HEADER_LEN; skipToStartMark())
     {
-        const u32 crcOffset = numberMsbLsb(held(), LENGTH_OFFSET); // the length counts all that the checksum covers
+        const u32 crcOffset = readMsbLsbU16(&held()[LENGTH_OFFSET]);
         const bool isLength = crcOffset >= PACKET_HEADER_LEN && crcOffset + PACKET_CRC_LEN <= PACKET_LEN_MAX;
         if (isLength && held().size() < crcOffset + PACKET_CRC_LEN)
             return std::nullopt;
-        if (!isLength || tovi::Crc16(held().data(), crcOffset) != numberMsbLsb(held(), crcOffset))
+        if (!isLength || tovi::Crc16(held().data(), crcOffset) != readMsbLsbU16(&held()[crcOffset]))
         {
             ++m_damagedCount;
             ++m_begin;

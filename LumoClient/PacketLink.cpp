@@ -1,6 +1,6 @@
 #include "LumoClient/PacketLink.h"
 
-#include "LTProto/LTProto/Value.h"
+#include "toviCommonLib/toviByteOrder.h"
 
 #include <algorithm>
 #include <array>
@@ -33,8 +33,8 @@ bool isReply(const Packet &packet)
 {
     if (packet.type == eCommandType::CMD)
         return !isCommand(packet, eCommandCode::POLLING);
-    const std::span<const u8> payload = packet.payload;
-    return packet.type == eCommandType::DATA && payload.size() > 4 && NumberMsbLsb(payload.first<4>()) == TICKET_NONE;
+    return packet.type == eCommandType::DATA && packet.payload.size() > sizeof(TicketNr) &&
+           tovi::utils::readMsbLsbU32(packet.payload.data()) == TICKET_NONE;
 }
 
 } // namespace

@@ -1,5 +1,9 @@
 #include "LTProto/LTProto/Value.h"
 
+#include "toviCommonLib/toviByteOrder.h"
+
+#include <iterator>
+
 namespace LTProtocol
 {
 
@@ -44,16 +48,9 @@ bool IsBytes(eDataType dataType)
 
 void AppendMsbLsb(std::vector<u8> &out, u32 number)
 {
-    for (int shift = 24; shift >= 0; shift -= 8)
-        out.push_back(static_cast<u8>(number >> shift));
-}
-
-u32 NumberMsbLsb(std::span<const u8, 4> bytes)
-{
-    u32 number = 0;
-    for (u8 byte : bytes)
-        number = (number << 8) | byte;
-    return number;
+    u8 bytes[NUMBER_LEN];
+    tovi::utils::writeMsbLsbU32(bytes, number);
+    out.insert(out.end(), std::begin(bytes), std::end(bytes));
 }
 
 std::vector<u8> ValueEncode(const Value &value)
@@ -90,7 +87,7 @@ std::optional<Value> ValueDecode(std::span<const u8> encoded)
     if (!IsSendable(value.dataType) || rest.size() != numberLen + decimalsLen)
         return std::nullopt;
     if (numberLen != 0)
-        value.magnitude = NumberMsbLsb(rest.first<NUMBER_LEN>());
+        value.magnitude = tovi::utils::readMsbLsbU32(rest.data());
     if (decimalsLen != 0)
         value.decimals = rest.back();
     return value;

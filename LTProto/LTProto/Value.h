@@ -33,8 +33,7 @@ bool IsInteger(eDataType dataType);
 bool IsDecimal(eDataType dataType);
 bool IsBytes(eDataType dataType);
 
-// 4-byte numbers, most significant byte first.
+// Appends the number in 4 bytes, most significant byte first.
 void AppendMsbLsb(std::vector<u8> &out, u32 number);
-u32 NumberMsbLsb(std::span<const u8, 4> bytes);
 
 } // namespace LTProtocol

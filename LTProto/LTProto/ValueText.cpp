@@ -1,6 +1,7 @@
 #include "LTProto/LTProto/ValueText.h"
 
 #include "LTProto/LTProto/VariableNames.h"
+#include "LTProto/Tools/Hex.h"
 
 #include <algorithm>
 #include <charconv>
@@ -12,8 +13,6 @@ namespace LTProtocol
 
 namespace
 {
-
-constexpr std::string_view HEX_DIGITS = "0123456789ABCDEF";
 
 // The types that the two signs choose under a type name.
 struct TypeChoice
@@ -146,7 +145,7 @@ std::string EscapedByte(u8 byte)
     case '\n': return "\\n";
     case '\r': return "\\r";
     case '\t': return "\\t";
-    default: return {'\\', 'x', HEX_DIGITS[byte >> 4], HEX_DIGITS[byte & 0x0F]};
+    default: return "\\x" + Tools::ToHex(&byte, 1, 0);
     }
 }
 
@@ -167,16 +166,6 @@ std::string EscapedText(std::span<const u8> text)
         text = text.subspan(character.size());
     }
     return escaped;
-}
-
-std::optional<u8> HexDigit(char digit)
-{
-    if (digit >= 'a' && digit <= 'f')
-        digit = static_cast<char>(digit - 'a' + 'A');
-    const size_t value = HEX_DIGITS.find(digit);
-    if (value == std::string_view::npos)
-        return std::nullopt;
-    return static_cast<u8>(value);
 }
 
 } // namespace
@@ -211,15 +200,7 @@ std::string ValueText(const Value &value)
 
 std::string HexText(std::span<const u8> bytes)
 {
-    std::string text;
-    for (u8 byte : bytes)
-    {
-        if (!text.empty())
-            text += ' ';
-        text += HEX_DIGITS[byte >> 4];
-        text += HEX_DIGITS[byte & 0x0F];
-    }
-    return text;
+    return Tools::ToHex(bytes.data(), static_cast<u32>(bytes.size()), ' ');
 }
 
 std::optional<std::vector<u8>> HexParse(std::string_view text)
@@ -232,12 +213,14 @@ std::optional<std::vector<u8>> HexParse(std::string_view text)
             text.remove_prefix(1);
             continue;
         }
-        const std::optional<u8> high = HexDigit(text.front());
-        const std::optional<u8> low = text.size() > 1 ? HexDigit(text[1]) : std::nullopt;
-        if (!high || !low)
+        const std::string_view pair = text.substr(0, 2);
+        const char *const end = pair.data() + pair.size();
+        u8 byte = 0;
+        const auto [stop, error] = std::from_chars(pair.data(), end, byte, 16);
+        if (error != std::errc{} || stop != end || pair.size() != 2)
             return std::nullopt;
-        bytes.push_back(static_cast<u8>(*high << 4 | *low));
-        text.remove_prefix(2);
+        bytes.push_back(byte);
+        text.remove_prefix(pair.size());
     }
     return bytes;
 }

@@ -13,7 +13,7 @@ namespace LTProtocol
 //   int            -5          negative numbers choose the NEGATIVE type
 //   dec            12.34       every digit after the point counts: 12.340 has 3 decimals
 //   text           any         taken as it stands
-//   bytes          01 02FF     hexadecimal, as HexParse reads it
+//   bytes          01 02ff     hexadecimal, as HexParse reads it
 //   null           (empty)
 // An enumerator's name ("DECIMAL_NEGATIVE") asks for that very type; its number may carry the sign that the type has.
 std::optional<Value> ValueParse(std::string_view typeName, std::string_view text);
@@ -22,7 +22,7 @@ std::optional<Value> ValueParse(std::string_view typeName, std::string_view text
 // hexadecimal, "null".
 std::string ValueText(const Value &value);
 
-// "01 02 FF".
+// "01 02 ff".
 std::string HexText(std::span<const u8> bytes);
 
 // Pairs of hexadecimal digits, blanks allowed between the pairs; nothing for any other text.

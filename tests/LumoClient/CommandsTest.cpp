@@ -50,7 +50,7 @@ TEST_F(CommandsTest, GetPrintsALineForEachVariable)
     m_bridge->arrive({"66 FF FF FF FF 80 00 00 00 01", "66 00 00 00 01 10 AB"}).expect(ACK);
     const Outcome run = Capture([&] { return runGet(m_link, {4, 99}, TIMEOUT_MSEC); });
     EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.out, "4\tExpress Temp\tDECIMAL_NEGATIVE\t-0.5\n99\t-\tDATA_BUFFER\tAB\n");
+    EXPECT_EQ(run.out, "4\tExpress Temp\tDECIMAL_NEGATIVE\t-0.5\n99\t-\tDATA_BUFFER\tab\n");
     EXPECT_EQ(run.err, "");
 }
 

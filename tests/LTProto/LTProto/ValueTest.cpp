@@ -63,7 +63,7 @@ const ValueForms FORMS[] = {
     {"DecimalWithoutPoint", Number(DECIMAL_POSITIVE, 7, 0), "03 00 00 00 07 00", "DECIMAL_POSITIVE", "7", "7"},
     {"Text", OfBytes(STRING_UTF, "a b"), "07 61 20 62", "text", "a b", "a b"},
     {"EmptyText", OfBytes(STRING_UTF, ""), "07", "text", "", ""},
-    {"Buffer", OfBytes(DATA_BUFFER, "\x01\xfe"), "10 01 FE", "bytes", " 01fE ", "01 FE"},
+    {"Buffer", OfBytes(DATA_BUFFER, "\x01\xfe"), "10 01 FE", "bytes", " 01fE ", "01 fe"},
     {"Null", Number(NULL_DATA, 0), "11", "null", "", "null"},
     {"VariableId", Number(VARIABLE_ID, 42), "06 00 00 00 2A", nullptr, nullptr, "42"},
 };
@@ -106,17 +106,17 @@ TEST(Value, WhatCannotBeUnderstoodIsNotParsed)
 
 TEST(ValueText, TextOffTheWireCannotSteerTheTerminal)
 {
-    const std::pair<std::string, const char *> shown[] = {{"\x1b[2J", "\\x1B[2J"},
+    const std::pair<std::string, const char *> shown[] = {{"\x1b[2J", "\\x1b[2J"},
                                                           {"a\nb\r\t\\", "a\\nb\\r\\t\\\\"},
-                                                          {std::string("\0\x7f", 2), "\\x00\\x7F"},
+                                                          {std::string("\0\x7f", 2), "\\x00\\x7f"},
                                                           {"caff\xC3\xA8", "caff\xC3\xA8"},
                                                           {"\xE2\x82\xAC", "\xE2\x82\xAC"},
-                                                          {"\xC2\x9B", "\\xC2\\x9B"},
-                                                          {"\xC3", "\\xC3"},
-                                                          {"\xC0\xAF", "\\xC0\\xAF"},
-                                                          {"\xE0\x80\xAF", "\\xE0\\x80\\xAF"},
-                                                          {"\xED\xA0\x80", "\\xED\\xA0\\x80"},
-                                                          {"\xF4\x90\x80\x80", "\\xF4\\x90\\x80\\x80"}};
+                                                          {"\xC2\x9B", "\\xc2\\x9b"},
+                                                          {"\xC3", "\\xc3"},
+                                                          {"\xC0\xAF", "\\xc0\\xaf"},
+                                                          {"\xE0\x80\xAF", "\\xe0\\x80\\xaf"},
+                                                          {"\xED\xA0\x80", "\\xed\\xa0\\x80"},
+                                                          {"\xF4\x90\x80\x80", "\\xf4\\x90\\x80\\x80"}};
     for (const auto &[text, safe] : shown)
         EXPECT_EQ(ValueText(OfBytes(STRING_UTF, text)), safe);
 }
