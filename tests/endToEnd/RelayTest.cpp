@@ -24,7 +24,7 @@ TEST_F(RelayTest, VariableRequestGoesToTheMachineAndItsValueComesBackUnderTheTic
     for (const char *line : {"Parametri avvio programma: -server 127.0.0.1:", "Max payload lenght 50000 bytes",
                              "From Client: Link status up", " M Recv:(len=11) 60 00 09 33 06 00 00 00 04",
                              "Request var 4 received", "From Client: Variable request 4", "From Tovi: variable 4 (4)",
-                             "Ticket id found dataBuffer ", "Push packet TicketId 0 (0)", "Protocol Send (len=17): 60 "})
+                             "Ticket id found dataBuffer ", "Push packet TicketId 0 (0)", "Protocol Send (len=16): 60 "})
         EXPECT_NE(m_bridge->output().find(line), std::string::npos) << line;
 }
 
@@ -219,7 +219,9 @@ TEST_F(RelayTest, MachineThatDoesNotReadFindsWholeFramesAfterwards)
         ASSERT_FALSE(received.empty());
         message = hexOf(received);
         if (received.size() > 20)
+        {
             EXPECT_EQ(received.size(), 49009U);
+        }
     }
 }
 

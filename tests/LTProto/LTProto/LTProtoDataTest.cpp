@@ -114,7 +114,9 @@ TEST_F(DataTest, ClientValues)
         EXPECT_EQ(Feed(c.content), c.result);
         EXPECT_EQ(Sent(), FramedHex(c.answer));
         if (c.payload != nullptr)
+        {
             EXPECT_EQ(HexText(m_payload), c.payload);
+        }
     }
 }
 
