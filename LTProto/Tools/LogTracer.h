@@ -45,6 +45,10 @@ class LogTracer
     bool LogFileOpen();
     bool CloseFile(); // false when none was open
 
+    // Where lines go; any thread may switch.
+    std::atomic<bool> m_traceOnDisk{false};
+    std::atomic<bool> m_traceOnConsole{false};
+
   private:
     bool IsOn() const { return m_traceOnDisk || m_traceOnConsole; }
     std::string TimePrefix() const;
@@ -58,8 +62,6 @@ class LogTracer
     u8 m_timeDecimal = 3;
     u32 m_fileLenMax = 0;
     DateTime m_logStartTime{false}; // stays zero
-    std::atomic<bool> m_traceOnDisk{false};
-    std::atomic<bool> m_traceOnConsole{false};
 
     std::mutex m_mutex;            // one line at a time; guards what follows
     platform::OwnedFile m_logFile; // null when closed

@@ -1,0 +1,198 @@
+// Set-up, roles and connection life of the engine, and its trace switches.
+#include "LTProto/LTProto/LTProto.h"
+
+#include "LTProto/ComDevice/ComDevSocket.h"
+#include "toviCommonLib/OS/linux/linuxOS.h"
+#include "toviCommonLib/OS/linux/linuxOSFS.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdarg>
+#include <cstdlib>
+#include <string>
+
+namespace LTProtocol
+{
+namespace
+{
+
+constexpr char SERVER_MARK = '@';
+constexpr char FILE_FOLDER[] = "/BridgeTemp";
+constexpr char FILE_INDEX_NAME[] = "index.dat";
+constexpr u32 RECEIVE_RESERVE = 10; // what the receive buffer holds beside the largest payload
+
+// A port as decimal text; what does not fit an int stays outside the range of ports.
+int parsePort(const std::string &text)
+{
+    return static_cast<int>(std::clamp<long>(std::strtol(text.c_str(), nullptr, 10), INT_MIN, INT_MAX));
+}
+
+struct HostAndPort
+{
+    std::string host;
+    int port = 0; // 0: the device's default
+};
+
+// "host:port" or "host".
+HostAndPort splitAddress(const std::string &text)
+{
+    const size_t colon = text.find(':');
+    if (colon == std::string::npos)
+        return {text};
+    return {text.substr(0, colon), parsePort(text.substr(colon + 1))};
+}
+
+HostAndPort listeningAddress(const std::string &text)
+{
+    if (!text.empty() && text.front() == SERVER_MARK)
+        return splitAddress(text);
+    return {"", parsePort(text)};
+}
+
+} // namespace
+
+LTProto::~LTProto()
+{
+    Deinit();
+}
+
+bool LTProto::Init(OSWaitableGrp &wg, u32 idClient, u32 idServer, eComType comType, const char *device, u16 payloadSize)
+{
+    const char *deviceText = device != nullptr ? device : "";
+    Trace("Init on device %s", deviceText);
+    return Init(wg, idClient, idServer, comType, DeviceOpen(comType, deviceText), payloadSize);
+}
+
+bool LTProto::Init(OSWaitableGrp &wg, u32 idClient, u32 idServer, eComType comType,
+                   std::unique_ptr<tovi::ComDevice> openDevice, u16 payloadSize)
+{
+    if (payloadSize != 0)
+        m_payloadSize = payloadSize;
+    if (openDevice == nullptr || !openDevice->WaitableGroup(wg, idClient, idServer))
+    {
+        Trace("LTProto::Init Error");
+        return false;
+    }
+    m_comType = comType;
+    m_comDevice = std::move(openDevice);
+    if (IsSocket())
+        m_sndRetryCount = m_sndRetryCountMax;
+    m_rcvLen = static_cast<size_t>(m_payloadSize) + RECEIVE_RESERVE;
+    m_rcvBuffer = std::make_unique<u8[]>(m_rcvLen);
+    m_rcvNextPos = m_rcvBuffer.get();
+    FileFolderCreate();
+    return true;
+}
+
+// The open device, or null.
+std::unique_ptr<tovi::ComDevice> LTProto::DeviceOpen(eComType comType, const char *device)
+{
+    HostAndPort address;
+    switch (comType)
+    {
+    case eComType::SOCKET_MAIN: address = listeningAddress(device); break;
+    case eComType::SOCKET_SUBSCRIBER: address = splitAddress(device); break;
+    default: return nullptr;
+    }
+    auto socket = std::make_unique<tovi::ComDevSocket>(m_logTracer);
+    if (!socket->Set(address.host.c_str(), address.port))
+        return nullptr;
+    return socket;
+}
+
+// Received files need the folder; everything else works without it.
+void LTProto::FileFolderCreate()
+{
+    const std::string folder = reinterpret_cast<const char *>(platform::getAppPathNoSlash()) + std::string(FILE_FOLDER);
+    if (!platform::FS_DirectoryCreate(reinterpret_cast<const u8 *>(folder.c_str())))
+        Trace("Folder %s cannot be created", folder.c_str());
+    m_fileReceivePath.Set(folder + "/");
+    m_fileReceiveListIndexName.Set(folder + "/" + FILE_INDEX_NAME);
+}
+
+bool LTProto::Deinit()
+{
+    ClientDisconnect();
+    if (m_comDevice)
+        m_comDevice->Close();
+    m_rcvBuffer.reset();
+    m_rcvNextPos = nullptr;
+    m_rcvLen = 0;
+    m_rcvPos = 0;
+    return true;
+}
+
+eReceiveResult LTProto::OnReceiveServer()
+{
+    if (m_comDevice->ReceiveServer() != tovi::ComDevice::SERVER_CLIENT_TAKEN)
+        return eReceiveResult::InternalProcessed;
+    // The newcomer finds nothing of its predecessor.
+    ClientDisconnect();
+    ReceiveBufferReset();
+    return eReceiveResult::ClientConnect;
+}
+
+bool LTProto::ClientDisconnect()
+{
+    m_sendQueuePacket.clear();
+    m_sendQueueBytes = 0;
+    // The next ticket's number stays: numbers keep rising across connections.
+    m_ticketList.clear();
+    m_sndRetryCount = m_sndRetryCountMax;
+    m_sndBuffer.reset();
+    m_sndBufferLen = 0;
+    m_sndBufferLenMax = 0;
+    return true;
+}
+
+void LTProto::Trace(const char *format, ...)
+{
+    if (m_logTracer == nullptr)
+        return;
+    va_list args;
+    va_start(args, format);
+    m_logTracer->TraceVariableList(format, args);
+    va_end(args);
+}
+
+bool LTProto::TraceIsOn() const
+{
+    return TraceOnConsole() || TraceOnDisk();
+}
+
+bool LTProto::TraceOnConsole() const
+{
+    return m_logTracer != nullptr && m_logTracer->m_traceOnConsole;
+}
+
+bool LTProto::TraceOnConsole(bool on)
+{
+    if (m_logTracer != nullptr)
+        m_logTracer->m_traceOnConsole = on;
+    return TraceOnConsole();
+}
+
+bool LTProto::TraceOnConsoleChange()
+{
+    return TraceOnConsole(!TraceOnConsole());
+}
+
+bool LTProto::TraceOnDisk() const
+{
+    return m_logTracer != nullptr && m_logTracer->m_traceOnDisk;
+}
+
+bool LTProto::TraceOnDisk(bool on)
+{
+    if (m_logTracer != nullptr)
+        m_logTracer->m_traceOnDisk = on;
+    return TraceOnDisk();
+}
+
+bool LTProto::TraceOnDiskChange()
+{
+    return TraceOnDisk(!TraceOnDisk());
+}
+
+} // namespace LTProtocol

@@ -1,0 +1,248 @@
+// LTProtocol::LTProto: the packet engine of the client link. Strictly one packet at a time: it sends only when the peer
+// has shown that it is ready, and answers requests later, under the number of a ticket.
+// Used by the protocol thread alone, so nothing locks. Owns its device and buffers; borrows the tracer (may be null).
+#pragma once
+
+#include "LTProto/ComDevice/ComDevice.h"
+#include "LTProto/LTProto/PacketToSend.h"
+#include "LTProto/LTProto/Ticket.h"
+#include "LTProto/LTProto/WireFormat.h"
+#include "LTProto/Tools/LogTracer.h"
+#include "LTProto/Tools/StringUtf8.h"
+
+#include <list>
+#include <memory>
+
+namespace LTProtocol
+{
+
+// What the engine tells its thread after an event.
+enum class eReceiveResult : u8
+{
+    Unknown = 0,
+    InternalProcessed = 1, // nothing to do for the caller
+    FileReceive = 2,
+    FileRequest = 3, // payload: file id (2)
+    DataRequest = 4,
+    VarRequest = 5, // payload: variable id (4)
+    DataBuffer = 6, // payload: id (4) | data type (1) | value
+    ClientConnect = 7,
+    ClientDisconnect = 8,
+    ClientDiscarded = 9,
+    ReceiveInProgress = 10,
+    PacketSended = 11
+};
+
+// Writes `value` into exactly `len` bytes, most significant first; bytes above the fourth from the end are 0.
+void NumberToBufferMsbLsb(u8 *dst, u32 value, u32 len);
+
+class LTProto
+{
+  public:
+    static constexpr u32 TICKETS_MAX = 4096;               // open at once
+    static constexpr u32 QUEUE_PACKETS_MAX = 1024;         // waiting to be sent
+    static constexpr size_t QUEUE_BYTES_MAX = 4096 * 1024; // payload bytes of those
+
+    LTProto() = default;
+    ~LTProto();
+    LTProto(const LTProto &) = delete;
+    LTProto &operator=(const LTProto &) = delete;
+
+    // Opens the device that link kind and text name, and joins the group with both ids (peer, waiting client).
+    //   SOCKET_MAIN        listening port (empty: 8283), or "@address:port" for one address
+    //   SOCKET_SUBSCRIBER  "host:port" to connect to
+    // `payloadSize` is the largest payload in bytes, 0 for the default 50000. False when the device cannot be had; the
+    // engine must not be used then.
+    bool Init(OSWaitableGrp &wg, u32 idClient, u32 idServer, eComType comType, const char *device, u16 payloadSize);
+
+    // As above on a device that is already open.
+    bool Init(OSWaitableGrp &wg, u32 idClient, u32 idServer, eComType comType,
+              std::unique_ptr<tovi::ComDevice> openDevice, u16 payloadSize);
+
+    // Ends the connection and closes the device; true.
+    bool Deinit();
+
+    bool IsMain() const { return m_comType == eComType::SOCKET_MAIN || m_comType == eComType::UART_MAIN; }
+    bool IsSubscriber() const
+    {
+        return m_comType == eComType::SOCKET_SUBSCRIBER || m_comType == eComType::UART_SUBSCRIBER;
+    }
+    bool IsSocket() const { return m_comType == eComType::SOCKET_MAIN || m_comType == eComType::SOCKET_SUBSCRIBER; }
+    bool IsSerial() const { return m_comType == eComType::UART_MAIN || m_comType == eComType::UART_SUBSCRIBER; }
+    u16 PayloadSize() const { return m_payloadSize; }
+
+    // Set by the owner before Init, read-only after it; not owned.
+    void LogTracer(Tools::LogTracer *logTracer) { m_logTracer = logTracer; }
+
+    // Whether a client is known to be there: told by the thread, read by WaitingTimeout.
+    void IsConnected(bool connected) { m_isConnected = connected; }
+
+    // Whether the device has a peer to talk to.
+    bool DeviceHasPeer() const { return m_comDevice != nullptr && m_comDevice->IsConnected(); }
+
+    // ---- Events, in the order of the thread's loop.
+
+    // The device is readable: gathers bytes and handles one packet. `payload` is what the result's comment says.
+    eReceiveResult OnReceive(Tools::MemoryBuffer &payload);
+
+    // A client waits on the listening socket: ClientConnect when it was taken on, else InternalProcessed.
+    eReceiveResult OnReceiveServer();
+
+    // Nothing happened for WaitingTimeout() ms: a serial main station polls and returns ClientDisconnect.
+    eReceiveResult OnEventTimeout();
+    u32 WaitingTimeout() const;
+
+    // The peer is gone: drops every queued packet and ticket; true. Ticket numbers go on rising.
+    bool ClientDisconnect();
+
+    // ---- Packets.
+
+    // Builds and writes one packet. False when the payload is above 65529 bytes, there is no memory, or the write failed;
+    // after a failed write the connection is over and every list is empty.
+    bool ProtocolSend(eCommandType type, const void *data, u32 len);
+    bool CommandSend(eCommandCode code, u16 errCode); // `errCode` goes with NACK alone
+    bool RequestSend(const Tools::MemoryBuffer &payload);
+    bool DataBlockSend(const Tools::MemoryBuffer &payload);
+
+    // Handles one good packet; `payload` is the packet's, and on return what the caller is to act on.
+    eReceiveResult ProtocolReceive(u8 type, Tools::MemoryBuffer &payload);
+    void ReceiveBufferReset();
+
+    // ---- Tickets and the send queue.
+
+    // Opens a ticket under `ticketId`, or under the next number when that is TICKET_NONE. Returns its number, or
+    // TICKET_NONE for type NONE, for a data type without tickets, and when TICKETS_MAX are open.
+    TicketNr TicketEnqueue(eTicketType ticketType, eDataType dataType, u32 value, TicketNr ticketId);
+    TicketNr TicketSearch(eTicketType ticketType, eDataType dataType, u32 value) const; // the oldest, or TICKET_NONE
+    bool TicketRemove(TicketNr ticketId);
+    bool TicketSend(TicketNr ticketId); // tells the client its ticket
+    bool NullSend(TicketNr ticketId);   // tells the client that the ticket carries nothing
+    bool DataSend(TicketNr ticketId, const Tools::MemoryBuffer &data);
+
+    // Appends a packet and, on a socket link, tries to send at once: the result is that of the attempt. A packet that is
+    // too long, or for which no spontaneous value can make room, is refused: false, and nothing is queued.
+    bool SendQueuePacket(const PacketToSend &packet);
+
+    // Sends what is due; true when a packet went out. With `checkRetry` nothing is sent while the last packet may still
+    // be answered with NACK.
+    bool CheckPacketToSend(bool checkRetry, bool allowFile);
+
+    // ---- Values and requests. False when the type cannot travel or the packet was refused.
+
+    bool DataEnqueue(TicketNr ticketId, eDataType dataType, u32 dataValue, u8 decPos, const Tools::MemoryBuffer &buffer);
+    bool DataEnqueue(eDataType kind, u32 id, eDataType dataType, u32 dataValue, u8 decPos,
+                     const Tools::MemoryBuffer &buffer);
+
+    // Answers the client's open request for that item, or sends the value spontaneously. For the ticketed buffer the
+    // first 4 bytes of `buffer` are the ticket number; they are dropped.
+    bool DataEnqueueOnTicket(eDataType kind, u32 id, eDataType dataType, u32 dataValue, u8 decPos,
+                             Tools::MemoryBuffer &buffer);
+
+    // Asks the client for a variable, a file or a ticket.
+    bool RequestEnqueue(eDataType dataType, u32 dataValue);
+
+    // ---- Files.
+
+    // The machine's file for the client: `name` is its full path, empty when there is none.
+    bool FileSend(u16 fileId, u8 errCode, const Tools::MemoryBuffer &name);
+
+    // ---- Numbers, most significant byte first. False, and nothing written, when `size` is too small.
+
+    bool ToBuffer(u32 value, u8 *dst, u32 size) const;
+    bool ToBuffer(u16 value, u8 *dst, u32 size) const;
+    bool TicketToBuffer(TicketNr ticketId, u8 *dst, u32 size) const { return ToBuffer(ticketId, dst, size); }
+    void NumberToBufferMsbLsb(u32 value, u8 *dst, u32 len) const;
+
+    // ---- Tracing. The switches are the tracer's; each returns its value after the call, false without a tracer.
+
+    __attribute__((format(printf, 2, 3))) void Trace(const char *format, ...);
+    bool TraceOnConsole() const;
+    bool TraceOnConsole(bool on);
+    bool TraceOnConsoleChange();
+    bool TraceOnDisk() const;
+    bool TraceOnDisk(bool on);
+    bool TraceOnDiskChange();
+
+    // One trace line of a packet; `maxBytes` 0 shows all of it.
+    void PacketDump(const char *label, const u8 *data, u32 len, u32 maxBytes);
+
+  private:
+    using PacketQueue = std::list<PacketToSend>;
+    using TicketList = std::list<Ticket>;
+
+    // What a DATA packet of the client carries. `data` points into the packet's payload.
+    struct Item
+    {
+        eDataType kind;
+        u32 id;
+        eDataType dataType;
+        const u8 *data;
+        u32 len;
+    };
+
+    std::unique_ptr<tovi::ComDevice> DeviceOpen(eComType comType, const char *device);
+    void FileFolderCreate();
+
+    bool PacketSend(eCommandType type, const void *head, u32 headLen, const void *body, u32 bodyLen);
+    u8 *SendBufferOfSize(size_t size);
+    bool SendBufferWrite();
+    bool SendPending() const { return m_sndRetryCount < m_sndRetryCountMax && m_sndBufferLen > 0; }
+    bool TraceIsOn() const;
+
+    void StartMarkFind(int &count);
+    eReceiveResult PacketCheck(u32 len, Tools::MemoryBuffer &payload);
+    eReceiveResult CommandReceive(const Tools::MemoryBuffer &payload);
+    eReceiveResult PeerReady();
+    eReceiveResult NackReceive();
+
+    TicketNr TicketNextNr();
+    bool QueuePush(PacketToSend &&packet);
+    bool QueueMakeRoom(u32 len);
+    void QueueErase(PacketQueue::iterator packet);
+    bool QueuedSend();
+    bool Enqueue(PacketToSend &&packet);
+
+    eReceiveResult RequestReceive(Tools::MemoryBuffer &payload);
+    eReceiveResult FileRequestReceive(Tools::MemoryBuffer &payload);
+    eReceiveResult VariableRequestReceive(Tools::MemoryBuffer &payload);
+    eReceiveResult TicketRequestReceive(const Tools::MemoryBuffer &payload);
+    eReceiveResult DataReceive(Tools::MemoryBuffer &payload);
+    eReceiveResult AnswerReceive(Tools::MemoryBuffer &payload);
+    eReceiveResult ItemReceive(const Item &item, Tools::MemoryBuffer &payload);
+    eReceiveResult ValueReceive(const Item &item, Tools::MemoryBuffer &payload);
+    eReceiveResult TicketedBufferReceive(const Item &item, Tools::MemoryBuffer &payload);
+    eReceiveResult TicketAnswerReceive(u32 ticketId);
+    eReceiveResult AckAnd(eReceiveResult result);
+    TicketNr TicketOfBufferAnswer(Tools::MemoryBuffer &buffer);
+
+    eReceiveResult DataBlockReceive(const Tools::MemoryBuffer &payload);
+
+    eComType m_comType = eComType::UNDEFINED;
+    std::unique_ptr<tovi::ComDevice> m_comDevice;
+    Tools::LogTracer *m_logTracer = nullptr;
+
+    std::unique_ptr<u8[]> m_rcvBuffer;
+    u8 *m_rcvNextPos = nullptr; // where the next read lands
+    size_t m_rcvLen = 0;        // capacity
+    size_t m_rcvPos = 0;        // bytes held
+
+    std::unique_ptr<u8[]> m_sndBuffer; // the last packet stays in it, to be sent again after a NACK
+    size_t m_sndBufferLen = 0;
+    size_t m_sndBufferLenMax = 0;
+    u8 m_sndRetryCount = 0; // resends of the last packet; at the maximum it is not sent again
+    u8 m_sndRetryCountMax = 3;
+
+    TicketNr m_ticketNext = 0;
+    TicketList m_ticketList;       // oldest first
+    PacketQueue m_sendQueuePacket; // next to be sent first
+    size_t m_sendQueueBytes = 0;   // payload bytes in it
+
+    u16 m_payloadSize = 50000;
+    u16 m_packetTraceBytesLen = 15; // bytes of a received packet that its trace shows
+    bool m_isConnected = false;
+
+    Tools::StringUtf8 m_fileReceivePath; // folder of received files, with a trailing slash
+    Tools::StringUtf8 m_fileReceiveListIndexName;
+};
+
+} // namespace LTProtocol

@@ -1,0 +1,192 @@
+// Tickets and the send queue of the engine: what goes out next, and when.
+#include "LTProto/LTProto/LTProto.h"
+
+#include "toviCommonLib/toviByteOrder.h"
+
+#include <algorithm>
+
+namespace LTProtocol
+{
+namespace
+{
+
+constexpr u32 TICKET_LEN = 4;
+constexpr u32 WAIT_MSEC = 250;
+constexpr u32 WAIT_NO_CLIENT_MSEC = 1000; // of a serial main station
+
+} // namespace
+
+// ---- Tickets.
+
+// The next number to hand out; the two reserved numbers are passed over.
+TicketNr LTProto::TicketNextNr()
+{
+    if (m_ticketNext >= TICKET_SPONTANEOUS)
+        m_ticketNext = 0;
+    return m_ticketNext;
+}
+
+TicketNr LTProto::TicketEnqueue(eTicketType ticketType, eDataType dataType, u32 value, TicketNr ticketId)
+{
+    const bool nextNumber = ticketId == TICKET_NONE;
+    Ticket ticket;
+    if (ticketType == eTicketType::NONE || m_ticketList.size() >= TICKETS_MAX ||
+        !ticket.Set(dataType, value, ticketType, nextNumber ? TicketNextNr() : ticketId))
+        return TICKET_NONE;
+    m_ticketList.push_back(std::move(ticket));
+    if (nextNumber)
+        ++m_ticketNext;
+    return m_ticketList.back().m_ticketId;
+}
+
+TicketNr LTProto::TicketSearch(eTicketType ticketType, eDataType dataType, u32 value) const
+{
+    for (const Ticket &ticket : m_ticketList)
+    {
+        if (ticket.m_ticketType == ticketType && ticket.m_dataType == dataType && ticket.m_dataValue == value)
+            return ticket.m_ticketId;
+    }
+    return TICKET_NONE;
+}
+
+bool LTProto::TicketRemove(TicketNr ticketId)
+{
+    const auto found = std::find_if(m_ticketList.begin(), m_ticketList.end(),
+                                    [=](const Ticket &ticket) { return ticket.m_ticketId == ticketId; });
+    if (found == m_ticketList.end())
+        return false;
+    m_ticketList.erase(found);
+    return true;
+}
+
+bool LTProto::TicketSend(TicketNr ticketId)
+{
+    u8 payload[TICKET_LEN + 1 + TICKET_LEN];
+    tovi::utils::writeMsbLsbU32(payload, TICKET_NONE);
+    payload[TICKET_LEN] = static_cast<u8>(eDataType::TICKET_ID);
+    tovi::utils::writeMsbLsbU32(payload + TICKET_LEN + 1, ticketId);
+    if (!ProtocolSend(eCommandType::DATA, payload, sizeof payload))
+        return false;
+    // The notice of a ticket is never sent again.
+    m_sndRetryCount = m_sndRetryCountMax;
+    return true;
+}
+
+bool LTProto::NullSend(TicketNr ticketId)
+{
+    u8 payload[TICKET_LEN + 1];
+    tovi::utils::writeMsbLsbU32(payload, ticketId);
+    payload[TICKET_LEN] = static_cast<u8>(eDataType::NULL_DATA);
+    return ProtocolSend(eCommandType::DATA, payload, sizeof payload);
+}
+
+bool LTProto::DataSend(TicketNr ticketId, const Tools::MemoryBuffer &data)
+{
+    u8 ticket[TICKET_LEN];
+    tovi::utils::writeMsbLsbU32(ticket, ticketId);
+    const bool sent = PacketSend(eCommandType::DATA, ticket, sizeof ticket, data.m_ptr.get(), data.m_len);
+    TicketRemove(ticketId);
+    return sent;
+}
+
+// ---- Queue.
+
+bool LTProto::SendQueuePacket(const PacketToSend &packet)
+{
+    return QueuePush(PacketToSend(packet)) && IsSocket() && CheckPacketToSend(true, false);
+}
+
+// As SendQueuePacket, but true as soon as the packet is queued.
+bool LTProto::Enqueue(PacketToSend &&packet)
+{
+    if (!QueuePush(std::move(packet)))
+        return false;
+    if (IsSocket())
+        CheckPacketToSend(true, false);
+    return true;
+}
+
+bool LTProto::QueuePush(PacketToSend &&packet)
+{
+    if (packet.PayloadLen() > PACKET_PAYLOAD_MAX)
+    {
+        Trace("Packet refused: payload of %u bytes", packet.PayloadLen());
+        return false;
+    }
+    if (!QueueMakeRoom(packet.m_sendBuffer.m_len))
+    {
+        Trace("Packet refused: send queue full");
+        return false;
+    }
+    m_sendQueueBytes += packet.m_sendBuffer.m_len;
+    m_sendQueuePacket.push_back(std::move(packet));
+    const TicketNr ticketId = m_sendQueuePacket.back().m_ticketId;
+    Trace("Push packet TicketId %u (%x)", ticketId, ticketId);
+    return true;
+}
+
+// Drops spontaneous values, oldest first, until a payload of `len` bytes fits; false when there is none left to drop.
+bool LTProto::QueueMakeRoom(u32 len)
+{
+    while (m_sendQueuePacket.size() >= QUEUE_PACKETS_MAX || m_sendQueueBytes + len > QUEUE_BYTES_MAX)
+    {
+        const auto oldest =
+            std::find_if(m_sendQueuePacket.begin(), m_sendQueuePacket.end(),
+                         [](const PacketToSend &queued) { return queued.m_ticketId == TICKET_SPONTANEOUS; });
+        if (oldest == m_sendQueuePacket.end())
+            return false;
+        Trace("Send queue full: oldest spontaneous value dropped");
+        QueueErase(oldest);
+    }
+    return true;
+}
+
+void LTProto::QueueErase(PacketQueue::iterator packet)
+{
+    m_sendQueueBytes -= packet->m_sendBuffer.m_len;
+    m_sendQueuePacket.erase(packet);
+}
+
+bool LTProto::CheckPacketToSend(bool checkRetry, bool)
+{
+    if (checkRetry && SendPending())
+        return false;
+    return QueuedSend();
+}
+
+// Sends the head of the queue. A request stays there, to be sent again at each ready signal until it is answered; DATA
+// leaves once it was sent.
+bool LTProto::QueuedSend()
+{
+    if (m_sendQueuePacket.empty())
+        return false;
+    const PacketToSend &head = m_sendQueuePacket.front();
+    switch (head.m_command)
+    {
+    case eCommandType::REQUEST: return RequestSend(head.m_sendBuffer);
+    case eCommandType::DATA:
+        // After a failed send the queue is empty.
+        if (!DataSend(head.m_ticketId, head.m_sendBuffer))
+            return false;
+        QueueErase(m_sendQueuePacket.begin());
+        return true;
+    default: return false;
+    }
+}
+
+// ---- Idle time.
+
+u32 LTProto::WaitingTimeout() const
+{
+    return m_comType == eComType::UART_MAIN && !m_isConnected ? WAIT_NO_CLIENT_MSEC : WAIT_MSEC;
+}
+
+eReceiveResult LTProto::OnEventTimeout()
+{
+    if (m_comType != eComType::UART_MAIN)
+        return eReceiveResult::Unknown;
+    CommandSend(eCommandCode::POLLING, 0);
+    return eReceiveResult::ClientDisconnect;
+}
+
+} // namespace LTProtocol

@@ -1,0 +1,57 @@
+#include "LumoBridge/Keyboard.h"
+
+#include <cerrno>
+#include <poll.h>
+#include <termios.h>
+#include <unistd.h>
+
+namespace
+{
+
+// Takes a terminal out of line mode and echo, and puts it back. Nothing typed is discarded by either.
+class KeyMode
+{
+  public:
+    KeyMode() : m_isTerminal(tcgetattr(STDIN_FILENO, &m_saved) == 0)
+    {
+        if (!m_isTerminal)
+            return;
+        termios keys = m_saved;
+        keys.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
+        keys.c_cc[VMIN] = 1;
+        keys.c_cc[VTIME] = 0;
+        tcsetattr(STDIN_FILENO, TCSANOW, &keys);
+    }
+    ~KeyMode()
+    {
+        if (m_isTerminal)
+            tcsetattr(STDIN_FILENO, TCSANOW, &m_saved);
+    }
+    KeyMode(const KeyMode &) = delete;
+    KeyMode &operator=(const KeyMode &) = delete;
+
+  private:
+    termios m_saved{};
+    bool m_isTerminal;
+};
+
+// A terminal in the hands of another process group must not be touched: the system would stop the program.
+bool isForeignTerminal()
+{
+    return isatty(STDIN_FILENO) != 0 && tcgetpgrp(STDIN_FILENO) != getpgrp();
+}
+
+} // namespace
+
+std::optional<char> keyboardPoll()
+{
+    if (isForeignTerminal())
+        return std::nullopt;
+    const KeyMode keyMode;
+    // Asking first keeps the read from waiting; the file flags, which other processes share, stay untouched.
+    pollfd input{STDIN_FILENO, POLLIN, 0};
+    if (poll(&input, 1, 0) <= 0 || (input.revents & POLLIN) == 0)
+        return std::nullopt;
+    char key = 0;
+    return read(STDIN_FILENO, &key, 1) == 1 ? std::optional<char>(key) : std::nullopt;
+}

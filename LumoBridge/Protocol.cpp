@@ -1,0 +1,361 @@
+#include "LumoBridge/Protocol.h"
+
+#include "toviCommonLib/toviByteOrder.h"
+
+#include <cstdarg>
+
+namespace LT_Proto
+{
+
+using LTProtocol::eReceiveResult;
+
+namespace
+{
+
+constexpr u32 PAYLOAD_MAX = 65535;
+constexpr u16 PAYLOAD_DEFAULT_UART = 4000;
+constexpr u16 PAYLOAD_DEFAULT_SOCKET = 50000;
+constexpr u16 STACK_SIZE_KB = 2048;
+
+// What the engine leaves in the buffer.
+constexpr u32 ID_LEN = 4;
+constexpr u32 FILE_ID_LEN = 2;
+constexpr u32 TYPE_LEN = 1;
+constexpr u32 VALUE_OFFSET = ID_LEN + TYPE_LEN;
+
+u16 payloadFor(eComType type, u32 payload)
+{
+    if (payload >= 1 && payload <= PAYLOAD_MAX)
+        return static_cast<u16>(payload);
+    const bool serial = type == eComType::UART_MAIN || type == eComType::UART_SUBSCRIBER;
+    return serial ? PAYLOAD_DEFAULT_UART : PAYLOAD_DEFAULT_SOCKET;
+}
+
+} // namespace
+
+Protocol::Protocol(Tools::LogTracer *logTracer) : m_logTracer(logTracer)
+{
+    m_comProtocol.LogTracer(logTracer);
+}
+
+Protocol::~Protocol()
+{
+    Stop();
+    m_comProtocol.ClientDisconnect();
+}
+
+int Protocol::Init(const sHThreadMsgR &read, const sHThreadMsgW &write, eComType type, const char *device, u32 payload)
+{
+    if (type == eComType::UNDEFINED || type > eComType::UART_SUBSCRIBER)
+        return 1;
+    if (!m_comProtocol.Init(m_wg, EVENT_FROM_PROTOCOL, EVENT_FROM_PROTOCOL_SERVER, type, device,
+                            payloadFor(type, payload)))
+        return 1;
+    m_mqRead = read;
+    m_mqWrite = write;
+    if (read.uid.isInvalid() || write.uid.isInvalid() || !m_wg.addMsgQ(m_mqRead, EVENT_FROM_MQ))
+    {
+        LogPrint("Protocol addMsgQ(EVENT_FORM_MQ) error");
+        return 2;
+    }
+    m_threadRunning = true;
+    return 0;
+}
+
+bool Protocol::Start()
+{
+    if (m_mqRead.uid.isInvalid() || m_mqWrite.uid.isInvalid() || !m_threadRunning || m_hThread != nullptr ||
+        tovi::thread::create(&m_hThread, ThreadStart, this, STACK_SIZE_KB) != eThreadError::none)
+    {
+        LogPrint("ERR: failed to create a com thread");
+        return false;
+    }
+    return true;
+}
+
+bool Protocol::Stop()
+{
+    m_threadRunning = false;
+    if (m_hThread == nullptr)
+        return false;
+    tovi::thread::waitEnd(m_hThread);
+    m_hThread = nullptr;
+    return true;
+}
+
+i16 Protocol::ThreadStart(void *self)
+{
+    static_cast<Protocol *>(self)->Process();
+    return 0;
+}
+
+// The thread: 1. wait; 2. on a time-out the engine's idle step, else one handler for each ready source; 3. again, until
+// Stop.
+void Protocol::Process()
+{
+    while (m_threadRunning)
+    {
+        const u8 n = m_wg.wait(m_comProtocol.WaitingTimeout());
+        if (n == 0)
+        {
+            LogPrint("Protocol::Process::Timeout");
+            m_comProtocol.OnEventTimeout();
+            ConnectionCheck();
+        }
+        for (u8 i = 0; i < n; ++i)
+        {
+            HandleEvent(m_wg.getEventUserParamAsU32(i));
+            ConnectionCheck();
+        }
+    }
+}
+
+void Protocol::HandleEvent(u32 userParam)
+{
+    switch (userParam)
+    {
+    case EVENT_FROM_PROTOCOL_SERVER: OnEventFromProtocolServer(); break;
+    case EVENT_FROM_MQ:
+        LogPrint("Protocol::Event from Mq");
+        MqReceive(); // edge-triggered: drain to the last message
+        break;
+    case EVENT_FROM_PROTOCOL:
+        LogPrint("Event from protocol");
+        OnEventFromProtocol();
+        break;
+    default: LogPrint("Protocol::Unknown event");
+    }
+}
+
+// ---- Link state.
+
+bool Protocol::ConnectionState(bool up)
+{
+    if (up == m_isConnected)
+        return false;
+    m_isConnected = up;
+    m_comProtocol.IsConnected(up);
+    MqSend(eMqMessage::LINK_STATE, up ? 1 : 0);
+    return true;
+}
+
+// A client can be lost during any send; the machine is told at once.
+void Protocol::ConnectionCheck()
+{
+    if (!m_comProtocol.DeviceHasPeer())
+        ConnectionState(false);
+}
+
+// ---- From the client.
+
+void Protocol::OnEventFromProtocolServer()
+{
+    LogPrint("EVENT_FROM_PROTOCOL_SERVER");
+    if (m_comProtocol.OnReceiveServer() != eReceiveResult::ClientConnect)
+        return;
+    // A client that replaces another is seen as down, then up.
+    ConnectionState(false);
+    ConnectionState(true);
+}
+
+void Protocol::OnEventFromProtocol()
+{
+    Tools::MemoryBuffer buffer;
+    const eReceiveResult result = m_comProtocol.OnReceive(buffer);
+    ConnectionState(result != eReceiveResult::ClientDisconnect);
+    switch (result)
+    {
+    case eReceiveResult::DataBuffer: DataBufferRelay(buffer); break;
+    case eReceiveResult::FileReceive:
+        if (buffer.m_len >= FILE_ID_LEN)
+            MqSend(eMqMessage::FILE_DATA, buffer.FromMsbLsb(FILE_ID_LEN, 0), buffer.m_ptr.get() + FILE_ID_LEN,
+                   buffer.m_len - FILE_ID_LEN);
+        break;
+    case eReceiveResult::FileRequest: MqSend(eMqMessage::FILE_REQ, buffer.FromMsbLsb(FILE_ID_LEN, 0)); break;
+    case eReceiveResult::VarRequest:
+    {
+        const u32 varId = buffer.FromMsbLsb(ID_LEN, 0);
+        LogPrint("Request var %u to VMD", varId);
+        MqSend(eMqMessage::VARIABLE_REQ, varId);
+        break;
+    }
+    default: break;
+    }
+}
+
+// `buffer`: variable id (4) | data type (1) | value. Of types other than raw bytes and positive integers the value does
+// not reach the machine: the record stays fresh.
+void Protocol::DataBufferRelay(const Tools::MemoryBuffer &buffer)
+{
+    if (buffer.m_len < VALUE_OFFSET)
+        return;
+    const u32 id = buffer.FromMsbLsb(ID_LEN, 0);
+    LTData record;
+    switch (static_cast<eDataType>(buffer.m_ptr[ID_LEN]))
+    {
+    case eDataType::DATA_BUFFER:
+        record.Set(eDataType::VARIABLE_ID, id, eDataType::DATA_BUFFER, buffer.m_len - VALUE_OFFSET,
+                   buffer.m_ptr.get() + VALUE_OFFSET);
+        break;
+    case eDataType::INTEGER_POSITIVE:
+        record.Set(eDataType::VARIABLE_ID, id, eDataType::INTEGER_POSITIVE, buffer.FromMsbLsb(4, VALUE_OFFSET), u8{0});
+        break;
+    default: break;
+    }
+    LogPrint("Data buffer %u sended to VMD", id);
+    Tools::MemoryBuffer encoded;
+    record.Encode(encoded);
+    MqSend(eMqMessage::VARIABLE_DATA, id, encoded.m_ptr.get(), encoded.m_len);
+}
+
+// ---- From the main thread.
+
+void Protocol::MqReceive()
+{
+    tovi::thread::sMsg msg;
+    while (tovi::thread::popMsg(m_mqRead, &msg))
+    {
+        LogPrint("MqReceive what %d, param32 %d len %d", msg.what, static_cast<int>(msg.paramU32),
+                 static_cast<int>(msg.bufferSize));
+        MqHandle(msg);
+        tovi::thread::deleteMsg(msg);
+        ConnectionCheck();
+    }
+}
+
+void Protocol::MqHandle(const tovi::thread::sMsg &msg)
+{
+    switch (static_cast<eMqMessage>(msg.what))
+    {
+    case eMqMessage::FILE_DATA:
+    {
+        const u16 fileId = static_cast<u16>(msg.paramU32);
+        LogPrint("Receive file data %d filename len %d", fileId, static_cast<int>(msg.bufferSize));
+        m_comProtocol.FileSend(fileId, 0, Tools::MemoryBuffer(msg.bufferSize, msg.buffer));
+        break;
+    }
+    case eMqMessage::VARIABLE_DATA: VariableDataReceive(msg); break;
+    case eMqMessage::LINK_STATE: MqSend(eMqMessage::LINK_STATE, m_isConnected ? 1 : 0); break;
+    case eMqMessage::COMMAND: CommandReceive(static_cast<eMqCommand>(msg.paramU32)); break;
+    // The machine's requests come as VARIABLE_DATA; what is posted as a request or a raw buffer never reaches the client.
+    case eMqMessage::VARIABLE_REQ:
+    case eMqMessage::FILE_REQ:
+    case eMqMessage::DATABUFFER_RAW: break;
+    }
+}
+
+void Protocol::VariableDataReceive(const tovi::thread::sMsg &msg)
+{
+    LTData record;
+    if (msg.bufferSize == 0 || !record.Decode(msg.bufferSize, msg.buffer))
+        return;
+    LogPrint("Receive variable id %u (%08x), dataType %u dataLen %u", msg.paramU32, msg.paramU32,
+             static_cast<unsigned>(record.m_dataType), record.m_dataBuffer.m_len);
+    m_comProtocol.DataEnqueueOnTicket(eDataType::VARIABLE_ID, msg.paramU32, record.m_dataType, record.m_dataValue,
+                                      record.m_dataDecPos, record.m_dataBuffer);
+}
+
+// Sets a switch; true when it was not so before.
+bool Protocol::SwitchSet(bool &flag, bool on)
+{
+    const bool changed = flag != on;
+    flag = on;
+    return changed;
+}
+
+void Protocol::CommandReceive(eMqCommand command)
+{
+    switch (command)
+    {
+    case eMqCommand::LOG_CHANGE:
+        LogChange();
+        LogStateSend();
+        break;
+    case eMqCommand::LOG_ENABLE:
+        if (!SwitchSet(m_logEnable, true))
+            break;
+        LogPrint("Log enable");
+        LogStateSend();
+        break;
+    case eMqCommand::LOG_DISABLE:
+        LogPrint("Log disable"); // silent when it is off already
+        if (SwitchSet(m_logEnable, false))
+            LogStateSend();
+        break;
+    case eMqCommand::LOG_WRITE_CHANGE: LogOnFileStateSend(); break; // nothing changes
+    case eMqCommand::LOG_WRITE_ENABLE: m_comProtocol.TraceOnDisk(true); break;
+    case eMqCommand::LOG_WRITE_DISABLE: m_comProtocol.TraceOnDisk(false); break;
+    case eMqCommand::TRACE_CHANGE:
+        m_traceEnable = !m_traceEnable;
+        TraceStateSend();
+        break;
+    case eMqCommand::TRACE_ENABLE:
+        if (SwitchSet(m_traceEnable, true))
+            TraceStateSend();
+        break;
+    case eMqCommand::TRACE_DISABLE:
+        if (SwitchSet(m_traceEnable, false))
+            TraceStateSend();
+        break;
+    case eMqCommand::LIB_VERSION:
+    {
+        static constexpr char VERSION[] = "00.00.0000";
+        MqSend(eMqMessage::COMMAND, static_cast<u32>(eMqCommand::LIB_VERSION), VERSION, sizeof VERSION - 1);
+        break;
+    }
+    case eMqCommand::LOG_STATUS:
+    case eMqCommand::TRACE_STATUS:
+    case eMqCommand::TEMPORARY_PATH: break; // no answer
+    }
+}
+
+// ---- To the main thread.
+
+void Protocol::MqSend(eMqMessage what, u32 param, const void *bytes, u32 size)
+{
+    tovi::thread::pushMsg(m_mqWrite, static_cast<u16>(what), param, bytes, size);
+}
+
+// The replies tell the tracer's state, not the thread's own switches.
+bool Protocol::TracerIsOn() const
+{
+    return m_comProtocol.TraceOnDisk() || m_comProtocol.TraceOnConsole();
+}
+
+void Protocol::LogStateSend()
+{
+    LTData::SendCommand(m_mqWrite, TracerIsOn() ? eMqCommand::LOG_ENABLE : eMqCommand::LOG_DISABLE);
+}
+
+void Protocol::TraceStateSend()
+{
+    LTData::SendCommand(m_mqWrite, TracerIsOn() ? eMqCommand::TRACE_ENABLE : eMqCommand::TRACE_DISABLE);
+}
+
+void Protocol::LogOnFileStateSend()
+{
+    const bool onDisk = m_comProtocol.TraceOnDisk();
+    LTData::SendCommand(m_mqWrite, onDisk ? eMqCommand::LOG_WRITE_ENABLE : eMqCommand::LOG_WRITE_DISABLE);
+}
+
+// ---- Log.
+
+void Protocol::LogPrint(const char *format, ...)
+{
+    if (!m_logEnable || m_logTracer == nullptr)
+        return;
+    va_list args;
+    va_start(args, format);
+    m_logTracer->TraceVariableList(format, args);
+    va_end(args);
+}
+
+void Protocol::LogChange()
+{
+    LogPrint("Log change to disable");
+    m_logEnable = !m_logEnable;
+    if (m_logEnable)
+        LogPrint("Log change to enable");
+}
+
+} // namespace LT_Proto

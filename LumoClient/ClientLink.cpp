@@ -1,0 +1,317 @@
+#include "LumoClient/ClientLink.h"
+
+#include "LumoClient/TcpChannel.h"
+#include "toviCommonLib/toviByteOrder.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace LumoClient
+{
+
+using namespace LTProtocol;
+using tovi::utils::readMsbLsbU32;
+
+namespace
+{
+
+constexpr size_t NUMBER_LEN = 4;
+constexpr size_t ITEM_LEN = 1 + NUMBER_LEN; // kind, id
+
+Bytes requestOf(eDataType kind, u32 id)
+{
+    Bytes payload{static_cast<u8>(kind)};
+    AppendMsbLsb(payload, id);
+    return payload;
+}
+
+// DATA that answers no request.
+Bytes dataOf(eDataType kind, u32 id, const Value &value)
+{
+    Bytes payload;
+    AppendMsbLsb(payload, TICKET_SPONTANEOUS);
+    payload.push_back(static_cast<u8>(kind));
+    AppendMsbLsb(payload, id);
+    const Bytes encoded = ValueEncode(value);
+    payload.insert(payload.end(), encoded.begin(), encoded.end());
+    return payload;
+}
+
+// What ends an exchange well.
+enum class eGoal
+{
+    ANSWER,         // the value under its ticket
+    ACK,            // the bridge's ACK
+    UNKNOWN_TICKET, // the notice that nothing is known of a ticket
+    SPONTANEOUS     // any value that answers no request
+};
+
+} // namespace
+
+struct ClientLink::Exchange
+{
+    eGoal goal;
+    eCommandType type; // CMD when nothing is sent but POLLING
+    Bytes payload;
+    std::optional<TicketNr> ticket = {}; // known once the notice came
+    u32 reminderCount = 0;               // of the open ticket
+    Value answer = {};
+};
+
+const char *resultText(eResult result)
+{
+    switch (result)
+    {
+    case eResult::done: return "done";
+    case eResult::refused: return "the bridge refused: it serves another client, or cannot take this";
+    case eResult::unreachable: return "the bridge cannot be reached";
+    case eResult::linkLost: return "the link is lost";
+    case eResult::noAnswer: return "no answer in time";
+    case eResult::badAnswer: return "the answer cannot be understood";
+    case eResult::badArgument: return "this cannot be sent";
+    }
+    return "";
+}
+
+eResult ClientLink::connect(const std::string &host, u16 port, u32 timeoutMSec)
+{
+    m_link.reset();
+    std::unique_ptr<ByteChannel> channel = TcpChannel::open(host, port, timeoutMSec);
+    if (!channel)
+        return eResult::unreachable;
+    attach(std::move(channel));
+    return eResult::done;
+}
+
+void ClientLink::attach(std::unique_ptr<ByteChannel> channel)
+{
+    m_link = std::make_unique<PacketLink>(std::move(channel));
+    m_values.clear();
+    m_repliesOwed = 0;
+    m_remindAtMSec = m_link->nowMSec() + REPEAT_MSEC;
+}
+
+eResult ClientLink::get(u32 varId, u32 timeoutMSec, Value &out)
+{
+    Exchange exchange{eGoal::ANSWER, eCommandType::REQUEST, requestOf(eDataType::VARIABLE_ID, varId)};
+    const eResult result = run(exchange, timeoutMSec);
+    if (result == eResult::done)
+        out = std::move(exchange.answer);
+    return result;
+}
+
+eResult ClientLink::set(u32 varId, const Value &value, u32 timeoutMSec)
+{
+    if (varId == TICKETED_BUFFER_ID || ValueEncode(value).empty())
+        return eResult::badArgument;
+    Exchange exchange{eGoal::ACK, eCommandType::DATA, dataOf(eDataType::VARIABLE_ID, varId, value)};
+    return run(exchange, timeoutMSec);
+}
+
+eResult ClientLink::exchangeBuffer(std::span<const u8> bytes, u32 timeoutMSec, Bytes &answer)
+{
+    const Value data{eDataType::DATA_BUFFER, 0, 0, {bytes.begin(), bytes.end()}};
+    Exchange exchange{eGoal::ANSWER, eCommandType::DATA, dataOf(eDataType::DATA_BUFFER, TICKETED_BUFFER_ID, data)};
+    const eResult result = run(exchange, timeoutMSec);
+    if (result != eResult::done)
+        return result;
+    if (exchange.answer.dataType != eDataType::DATA_BUFFER)
+        return eResult::badAnswer;
+    answer = std::move(exchange.answer.bytes);
+    return eResult::done;
+}
+
+eResult ClientLink::poll(u32 timeoutMSec, std::vector<SpontaneousValue> &out)
+{
+    if (!isOpen())
+        return eResult::linkLost;
+    const u64 deadlineMSec = m_link->nowMSec() + timeoutMSec;
+    Exchange listening{eGoal::SPONTANEOUS, eCommandType::CMD, {}};
+    m_link->sendCommand(eCommandCode::POLLING);
+    eResult result = eResult::done;
+    while (result == eResult::done)
+        result = await(listening, std::min(deadlineMSec, m_link->nowMSec() + POLL_QUIET_MSEC));
+    out.assign(m_values.begin(), m_values.end());
+    m_values.clear();
+    return result == eResult::noAnswer ? eResult::done : result;
+}
+
+eResult ClientLink::waitValue(u32 timeoutMSec, SpontaneousValue &out)
+{
+    if (m_values.empty())
+    {
+        if (!isOpen())
+            return eResult::linkLost;
+        Exchange listening{eGoal::SPONTANEOUS, eCommandType::CMD, {}};
+        const eResult result = await(listening, m_link->nowMSec() + timeoutMSec);
+        if (result != eResult::done)
+            return result;
+    }
+    out = std::move(m_values.front());
+    m_values.pop_front();
+    return eResult::done;
+}
+
+eResult ClientLink::run(Exchange &exchange, u32 timeoutMSec)
+{
+    if (!isOpen())
+        return eResult::linkLost;
+    if (exchange.payload.size() > PACKET_PAYLOAD_MAX)
+        return eResult::badArgument;
+    const u64 deadlineMSec = m_link->nowMSec() + timeoutMSec;
+    const eResult settled = settle(deadlineMSec);
+    if (settled != eResult::done)
+        return settled;
+    start(exchange);
+    return await(exchange, deadlineMSec);
+}
+
+// Replies of an earlier exchange may still come: waits until they cannot be taken for this one's.
+eResult ClientLink::settle(u64 deadlineMSec)
+{
+    if (m_repliesOwed == 0)
+        return eResult::done;
+    Exchange question{eGoal::UNKNOWN_TICKET, eCommandType::REQUEST, requestOf(eDataType::TICKET_ID, TICKET_NONE)};
+    start(question);
+    const eResult result = await(question, deadlineMSec);
+    if (result == eResult::done)
+        m_repliesOwed = 0;
+    return result;
+}
+
+eResult ClientLink::await(Exchange &exchange, u64 deadlineMSec)
+{
+    while (m_link->nowMSec() < deadlineMSec)
+    {
+        const std::optional<Packet> packet = m_link->receive(std::min(deadlineMSec, m_remindAtMSec));
+        if (packet)
+        {
+            if (const std::optional<eResult> result = take(exchange, *packet))
+                return *result;
+        }
+        else if (!m_link->isOpen())
+            return m_link->hasHeard() ? eResult::linkLost : eResult::refused;
+        else if (m_link->nowMSec() < deadlineMSec)
+            remind(exchange);
+    }
+    return eResult::noAnswer;
+}
+
+void ClientLink::start(const Exchange &exchange)
+{
+    m_link->send(exchange.type, exchange.payload);
+    ++m_repliesOwed;
+    m_remindAtMSec = m_link->nowMSec() + REPEAT_MSEC;
+}
+
+// An ACK of ours that the bridge dropped keeps it from sending: POLLING frees it. If that brings nothing, the answer
+// itself may be lost: the bridge is asked whether the ticket is still open.
+void ClientLink::remind(Exchange &exchange)
+{
+    m_remindAtMSec = m_link->nowMSec() + REPEAT_MSEC;
+    if (exchange.ticket && exchange.reminderCount++ % 2 != 0)
+        start({eGoal::UNKNOWN_TICKET, eCommandType::REQUEST, requestOf(eDataType::TICKET_ID, *exchange.ticket)});
+    else if (exchange.ticket || exchange.type == eCommandType::CMD)
+        m_link->sendCommand(eCommandCode::POLLING);
+    else if (exchange.type == eCommandType::REQUEST)
+        start(exchange);
+}
+
+std::optional<eResult> ClientLink::take(Exchange &exchange, const Packet &packet)
+{
+    switch (packet.type)
+    {
+    case eCommandType::CMD: return takeCommand(exchange, packet.payload);
+    case eCommandType::DATA: return takeData(exchange, packet.payload);
+    case eCommandType::DATABLOCK: m_link->sendNack(NACK_FILE_ERROR); break; // takes no files; the bridge drops it then
+    case eCommandType::REQUEST:                                             // has no variables of its own
+    case eCommandType::UNDEFINED: break;
+    }
+    return std::nullopt;
+}
+
+std::optional<eResult> ClientLink::takeCommand(const Exchange &exchange, std::span<const u8> payload)
+{
+    if (payload.empty())
+        return std::nullopt;
+    const eCommandCode code{payload[0]};
+    if (code == eCommandCode::POLLING)
+    {
+        m_link->sendCommand(eCommandCode::ACK); // a serial main station keeps the link alive
+        return std::nullopt;
+    }
+    const bool isAwaited = m_repliesOwed > 0 && exchange.type != eCommandType::CMD && !exchange.ticket;
+    if (!isAwaited)
+        return std::nullopt;
+    --m_repliesOwed;
+    const bool isGood = code == eCommandCode::ACK && exchange.goal == eGoal::ACK;
+    return isGood ? eResult::done : eResult::refused;
+}
+
+std::optional<eResult> ClientLink::takeData(Exchange &exchange, std::span<const u8> payload)
+{
+    if (payload.size() <= NUMBER_LEN)
+        return std::nullopt;
+    const TicketNr ticket = readMsbLsbU32(payload.data());
+    const std::span<const u8> rest = payload.subspan(NUMBER_LEN);
+    if (ticket == TICKET_NONE)
+        return takeNotice(exchange, rest);
+
+    m_link->sendCommand(eCommandCode::ACK);
+    if (ticket == TICKET_SPONTANEOUS)
+        return takeSpontaneous(exchange, rest);
+    if (ticket == exchange.ticket)
+        return takeAnswer(exchange, rest);
+    return std::nullopt; // the answer to a request that was given up
+}
+
+std::optional<eResult> ClientLink::takeNotice(Exchange &exchange, std::span<const u8> notice)
+{
+    const std::optional<Value> said = ValueDecode(notice);
+    if (!said)
+        return std::nullopt;
+    m_repliesOwed -= std::min(m_repliesOwed, 1u);
+    const bool isUnknown = said->dataType == eDataType::NULL_DATA;
+    if (exchange.goal == eGoal::UNKNOWN_TICKET && isUnknown)
+        return eResult::done;
+    if (exchange.goal != eGoal::ANSWER)
+        return std::nullopt;
+    if (said->dataType == eDataType::TICKET_ID)
+        exchange.ticket = said->magnitude;
+    else if (isUnknown && exchange.ticket)
+        return answerIsLost(exchange);
+    return std::nullopt;
+}
+
+std::optional<eResult> ClientLink::takeAnswer(Exchange &exchange, std::span<const u8> answer)
+{
+    std::optional<Value> value = ValueDecode(answer);
+    if (!value)
+        return eResult::badAnswer;
+    exchange.answer = std::move(*value);
+    return eResult::done;
+}
+
+// The bridge closed the ticket, yet its answer never came: a request may be made anew, a buffer must not act twice.
+std::optional<eResult> ClientLink::answerIsLost(Exchange &exchange)
+{
+    if (exchange.type != eCommandType::REQUEST)
+        return eResult::noAnswer;
+    exchange.ticket.reset();
+    exchange.reminderCount = 0;
+    start(exchange);
+    return std::nullopt;
+}
+
+std::optional<eResult> ClientLink::takeSpontaneous(const Exchange &exchange, std::span<const u8> item)
+{
+    const std::optional<Value> value = item.size() > ITEM_LEN ? ValueDecode(item.subspan(ITEM_LEN)) : std::nullopt;
+    if (!value)
+        return std::nullopt;
+    if (m_values.size() >= VALUES_KEPT_MAX)
+        m_values.pop_front();
+    m_values.push_back({eDataType{item[0]}, readMsbLsbU32(&item[1]), *value});
+    return exchange.goal == eGoal::SPONTANEOUS ? std::optional(eResult::done) : std::nullopt;
+}
+
+} // namespace LumoClient

@@ -1,0 +1,72 @@
+// One packet at a time over a ByteChannel: when the client may send, what is sent again, what is asked for again.
+// Used by one thread at a time. Owns its channel.
+//
+// The bridge handles the first packet of whatever it reads at once and drops the bytes behind it, so a second packet
+// must not leave before the first was read. A reply proves that; an ACK or a POLLING often draws none, and then a pause
+// has to do. "An ACK directly followed by a request" is the usual trap.
+#pragma once
+
+#include "LumoClient/ByteChannel.h"
+#include "LumoClient/PacketCodec.h"
+
+#include <deque>
+#include <memory>
+
+namespace LumoClient
+{
+
+// Time for the bridge to read a packet that it does not answer. Its thread wakes for each arrival and needs a few
+// milliseconds at most; the rest is for a busy board.
+constexpr u32 PAUSE_MSEC = 30;
+
+// How often one packet is sent again after the bridge found its checksum wrong, and how many damaged packets in a row
+// are asked for again.
+constexpr u32 RESEND_MAX = 3;
+
+// A packet whose bytes stop arriving for this long is given up.
+constexpr u32 PARTIAL_MSEC = 500;
+
+class PacketLink
+{
+  public:
+    explicit PacketLink(std::unique_ptr<ByteChannel> channel) : m_channel(std::move(channel)) {}
+
+    // Waits out the pause that the last packet needs, then writes the packet in one piece. The payload is at most
+    // LTProtocol::PACKET_PAYLOAD_MAX bytes. False when the link is lost, which closes it.
+    bool send(LTProtocol::eCommandType type, std::span<const u8> payload);
+    bool sendCommand(LTProtocol::eCommandCode code);
+    bool sendNack(u16 errorCode);
+
+    // The next packet that comes before `untilMSec` of the channel's clock; nothing when none came or the link is lost.
+    // A NACK for a wrong checksum is handled here, by sending again; it is returned only when the resends are used up.
+    std::optional<Packet> receive(u64 untilMSec);
+
+    bool isOpen() const { return m_isOpen; }
+    bool hasHeard() const { return m_hasHeard; } // a packet has come since the link was opened
+    u64 nowMSec() const { return m_channel->nowMSec(); }
+
+  private:
+    void pauseUntilRead();
+    bool transmit();
+    bool sendAgain();
+    void gather(u64 untilMSec);
+    void accept(Packet packet);
+    void askAgain();
+    void close();
+
+    std::unique_ptr<ByteChannel> m_channel;
+    PacketDecoder m_decoder;
+    std::deque<Packet> m_inbox;
+    Bytes m_lastSent;
+    u32 m_resendCount = 0; // of m_lastSent
+    u64 m_sentAtMSec = 0;
+    bool m_isRead = true;      // the bridge is known to have read m_lastSent
+    bool m_wantsReply = false; // m_lastSent is of the kinds that always draw a reply
+    u64 m_heardAtMSec = 0;     // when bytes came last
+    u32 m_damagedSeen = 0;     // damage already asked about
+    u32 m_askedAgain = 0;      // times in a row
+    bool m_hasHeard = false;
+    bool m_isOpen = true;
+};
+
+} // namespace LumoClient

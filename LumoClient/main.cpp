@@ -1,0 +1,143 @@
+// LumoClient: asks and tells the machine through the bridge, from a shell.
+#include "LumoClient/Commands.h"
+
+#include "LTProto/LTProto/ValueText.h"
+
+#include <CLI/CLI.hpp>
+
+#include <charconv>
+#include <csignal>
+#include <cstdio>
+
+namespace
+{
+
+using namespace LumoClient;
+
+volatile std::sig_atomic_t g_stop = 0;
+
+struct Endpoint
+{
+    std::string host;
+    u16 port = LTProtocol::CLIENT_PORT_DEFAULT;
+};
+
+struct Options
+{
+    std::string tcp;
+    u32 timeoutMSec = 3000;
+    std::vector<u32> varIds;
+    u32 varId = 0;
+    std::string typeName;
+    std::string valueText;
+    std::string hex;
+    u32 watchCount = 0;
+};
+
+void stopOnSignal()
+{
+    struct sigaction action = {};
+    action.sa_handler = [](int) { g_stop = 1; };
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+}
+
+int usageError(const std::string &text)
+{
+    std::fprintf(stderr, "LumoClient: %s\n", text.c_str());
+    return EXIT_USAGE;
+}
+
+// "host" or "host:port".
+std::optional<Endpoint> parseEndpoint(const std::string &text)
+{
+    Endpoint endpoint;
+    const size_t colon = text.rfind(':');
+    endpoint.host = text.substr(0, colon);
+    if (endpoint.host.empty())
+        return std::nullopt;
+    if (colon == std::string::npos)
+        return endpoint;
+    const char *const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data() + colon + 1, end, endpoint.port);
+    return error == std::errc{} && stop == end && endpoint.port != 0 ? std::optional(endpoint) : std::nullopt;
+}
+
+void describe(CLI::App &app, Options &options)
+{
+    app.add_option("--tcp", options.tcp, "Where the bridge listens: host:port, or host for port 8283")->required();
+    app.add_option("--timeout", options.timeoutMSec, "How long to wait for the connection and for an answer")
+        ->option_text("MSEC (3000)");
+    app.require_subcommand(1);
+
+    CLI::App *get = app.add_subcommand("get", "Ask for variables; prints id, name, type and value, parted by tabs");
+    get->add_option("ID", options.varIds)->required();
+
+    CLI::App *set = app.add_subcommand("set", "Give a variable a value");
+    set->add_option("ID", options.varId)->required();
+    set->add_option("TYPE", options.typeName, "int, dec, text, bytes, null, or a full name such as DECIMAL_NEGATIVE")
+        ->required();
+    set->add_option("VALUE", options.valueText, "25, -5, 12.34, some text, \"01 02 FF\"; nothing for null");
+
+    CLI::App *buffer = app.add_subcommand("buffer", "Send raw bytes to the machine; prints the bytes it answers");
+    buffer->add_option("HEX", options.hex, "Such as \"01 02 FF\"")->required();
+
+    CLI::App *watch = app.add_subcommand("watch", "Print each value that arrives, until SIGINT or SIGTERM");
+    watch->add_option("--count", options.watchCount, "End after so many values")->check(CLI::PositiveNumber);
+
+    app.add_subcommand("poll", "Print the values that the bridge has queued");
+    app.footer("Exit status: 0 done, 1 refused or link lost, 2 wrong usage, 3 no answer in time.\n"
+               "The bridge hands on values of the types INTEGER_POSITIVE and DATA_BUFFER; values of other types reach "
+               "the machine without their content.");
+}
+
+int runCommand(const std::string &command, const Options &options, const Endpoint &endpoint)
+{
+    std::optional<Value> value;
+    if (command == "set" && !(value = LTProtocol::ValueParse(options.typeName, options.valueText)))
+        return usageError("set: '" + options.valueText + "' is no value of type '" + options.typeName + "'");
+    const std::optional<Bytes> bytes = LTProtocol::HexParse(options.hex);
+    if (!bytes)
+        return usageError("buffer: '" + options.hex + "' is not hexadecimal");
+
+    ClientLink link;
+    const eResult connected = link.connect(endpoint.host, endpoint.port, options.timeoutMSec);
+    if (connected != eResult::done)
+        return reportFailure(endpoint.host + ':' + std::to_string(endpoint.port), connected);
+
+    if (command == "get")
+        return runGet(link, options.varIds, options.timeoutMSec);
+    if (command == "set")
+        return runSet(link, options.varId, *value, options.timeoutMSec);
+    if (command == "buffer")
+        return runBuffer(link, *bytes, options.timeoutMSec);
+    if (command == "poll")
+        return runPoll(link, options.timeoutMSec);
+    stopOnSignal();
+    return runWatch(link, options.watchCount, g_stop);
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
+    std::signal(SIGPIPE, SIG_IGN);
+
+    Options options;
+    CLI::App app("Asks and tells the coffee machine through the bridge's client link.", "LumoClient");
+    describe(app, options);
+    try
+    {
+        app.parse(argc, argv);
+    }
+    catch (const CLI::ParseError &error)
+    {
+        return app.exit(error) == 0 ? EXIT_DONE : EXIT_USAGE;
+    }
+
+    const std::optional<Endpoint> endpoint = parseEndpoint(options.tcp);
+    if (!endpoint)
+        return usageError("--tcp: '" + options.tcp + "' is neither host nor host:port");
+    return runCommand(app.get_subcommands().front()->get_name(), options, *endpoint);
+}

@@ -1,0 +1,55 @@
+#include "LTProto/ComDevice/Crc16.h"
+
+#include "tests/WirePacket.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+namespace
+{
+
+struct KnownSum
+{
+    const char *name;
+    std::vector<u8> data;
+    u16 crc;
+};
+
+void PrintTo(const KnownSum &known, std::ostream *out)
+{
+    *out << known.name;
+}
+
+class Crc16Known : public testing::TestWithParam<KnownSum>
+{
+};
+
+TEST_P(Crc16Known, MatchesItsPublishedValue)
+{
+    const KnownSum &known = GetParam();
+    EXPECT_EQ(tovi::Crc16(known.data.data(), static_cast<u32>(known.data.size())), known.crc);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Values, Crc16Known,
+    testing::Values(KnownSum{"Nothing", {}, 0x0000},
+                    KnownSum{"CatalogueCheck", {'1', '2', '3', '4', '5', '6', '7', '8', '9'}, 0x007F},
+                    KnownSum{"AckPacket", {0x60, 0x00, 0x05, 0x2A, 0x01}, 0x59E2}, KnownSum{"OneBit", {0x01}, 0x0589}),
+    [](const auto &known) { return known.param.name; });
+
+TEST(Crc16, MatchesTheDefinitionAtEveryLengthAndOffset)
+{
+    constexpr u32 lenMax = 100;
+    constexpr u32 offsetMax = 16;
+    std::vector<u8> data;
+    for (u32 i = 0; i < lenMax + offsetMax; ++i)
+        data.push_back(static_cast<u8>(i * 181 + 7)); // odd factor: no value comes twice within 256 bytes
+
+    for (u32 offset = 0; offset <= offsetMax; ++offset)
+        for (u32 len = 0; len <= lenMax; ++len)
+            ASSERT_EQ(tovi::Crc16(data.data() + offset, len), Crc16BitByBit(std::span(data).subspan(offset, len)))
+                << "offset " << offset << ", length " << len;
+}
+
+} // namespace

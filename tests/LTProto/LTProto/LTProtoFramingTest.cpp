@@ -1,0 +1,197 @@
+#include "tests/LTProto/LTProto/EngineFixture.h"
+
+namespace
+{
+
+// The trailing bytes of both are worked out from the checksum's definition.
+constexpr char ACK[] = "60 00 05 2a 01 59 e2";
+const std::string NACK_CRC = FramedHex("2A 02 00 02");
+
+using FramingTest = EngineTest;
+
+std::vector<u8> joined(std::vector<u8> first, const std::vector<u8> &second)
+{
+    first.insert(first.end(), second.begin(), second.end());
+    return first;
+}
+
+} // namespace
+
+TEST_F(FramingTest, LinkCommandsHaveTheirCodeAndAnErrorOnlyWithNack)
+{
+    EXPECT_TRUE(m_engine->CommandSend(eCommandCode::ACK, 0));
+    EXPECT_EQ(Sent(), ACK);
+    EXPECT_TRUE(m_engine->CommandSend(eCommandCode::NACK, 0x0102));
+    EXPECT_EQ(Sent(), FramedHex("2A 02 01 02"));
+}
+
+TEST_F(FramingTest, PacketIsFoundInWhateverReadsItArrives)
+{
+    const std::vector<u8> request = Framed("33 06 00 00 00 2A");
+    const std::string notice = FramedHex("66 FF FF FF FF 80 00 00 00 00");
+    struct Case
+    {
+        const char *name;
+        std::vector<std::vector<u8>> reads;
+    };
+    std::vector<Case> cases = {
+        {"in one read", {request}},
+        {"behind garbage", {joined(Hex("01 02 03"), request)}},
+        {"in front of another packet, which is lost", {joined(request, Framed("33 06 00 00 00 2B"))}},
+    };
+    for (std::ptrdiff_t cut = 3; cut < static_cast<std::ptrdiff_t>(request.size()); ++cut)
+        cases.push_back({"cut in two", {{request.begin(), request.begin() + cut}, {request.begin() + cut, request.end()}}});
+    for (const Case &c : cases)
+    {
+        SCOPED_TRACE(c.name);
+        Start(eComType::SOCKET_MAIN);
+        eReceiveResult result = eReceiveResult::Unknown;
+        for (const std::vector<u8> &read : c.reads)
+            result = FeedBytes(read);
+        EXPECT_EQ(result, eReceiveResult::VarRequest);
+        EXPECT_EQ(HexText(m_payload), "00 00 00 2a");
+        EXPECT_EQ(Sent(), notice);
+    }
+}
+
+// The write position stays where it is, so the second read overwrites the first.
+TEST_F(FramingTest, FirstReadBelowThreeBytesIsOverwrittenByTheNext)
+{
+    const std::vector<u8> request = Framed("33 06 00 00 00 2A");
+    EXPECT_EQ(FeedBytes({request[0]}), eReceiveResult::InternalProcessed);
+    EXPECT_EQ(FeedBytes({request.begin() + 1, request.end()}), eReceiveResult::InternalProcessed);
+    EXPECT_EQ(Sent(), NACK_CRC);
+    EXPECT_EQ(FeedBytes(request), eReceiveResult::VarRequest);
+}
+
+TEST_F(FramingTest, WhatIsNoPacketGetsNackTwoAndLeavesTheGatheringClean)
+{
+    std::vector<std::pair<std::string, std::vector<u8>>> cases = {
+        {"length 3", Hex("60 00 03 00 00")},
+        {"length 0", Hex("60 00 00 00 00 00 00")},
+        {"length above the buffer", Hex("60 00 6D 2A 00")}, // 109 + 2 bytes, the buffer has 110
+        {"length of 16 bits", Hex("60 FF FF 2A 00")},
+        {"no start mark at all", Hex("01 02 03 04 05")},
+    };
+    const std::vector<u8> poll = Framed("2A 00");
+    for (size_t i = 3; i < poll.size(); ++i)
+    {
+        std::vector<u8> damaged = poll;
+        damaged[i] ^= 0x10;
+        cases.emplace_back("damaged byte " + std::to_string(i), damaged);
+    }
+    for (const auto &[name, bytes] : cases)
+    {
+        SCOPED_TRACE(name);
+        EXPECT_EQ(FeedBytes(bytes), eReceiveResult::InternalProcessed);
+        EXPECT_EQ(Sent(), NACK_CRC);
+        EXPECT_EQ(Feed("33 06 00 00 00 2A"), eReceiveResult::VarRequest);
+        Sent();
+    }
+}
+
+TEST_F(FramingTest, PacketsBelowTheirLeastLengthAreIgnored)
+{
+    for (const char *content : {"2A", "33", "33 05 00", "33 06 00 00 00", "33 06 00 00 00 2A 00", "33 80 00", "33 07 00",
+                                "66", "66 FF FF FF FE 06 00 00 00", "AA", "AA 00 00", "07 01 02"})
+    {
+        SCOPED_TRACE(content);
+        EXPECT_EQ(Feed(content), eReceiveResult::Unknown);
+        EXPECT_EQ(Sent(), "");
+    }
+}
+
+TEST_F(FramingTest, LargestPayloadsPassAndLongerOnesAreRefused)
+{
+    Start(eComType::SOCKET_MAIN, 65535);
+    const Tools::MemoryBuffer longest(LTProtocol::PACKET_PAYLOAD_MAX, nullptr);
+    EXPECT_TRUE(m_engine->RequestSend(longest));
+    EXPECT_EQ(m_device->m_sent.back().size(), 65535U);
+    Sent();
+    EXPECT_FALSE(m_engine->RequestSend(longest + "x"));
+    EXPECT_EQ(Sent(), "");
+
+    FeedBytes({});
+    EXPECT_EQ(m_device->m_asked, 65535U); // of 65545 that are free
+    std::vector<u8> content = Framed("66 FF FF FF FE 06 00 00 00 09 10" + [] {
+        std::string bytes;
+        for (int i = 0; i < 65500; ++i)
+            bytes += " 5A";
+        return bytes;
+    }());
+    EXPECT_EQ(FeedBytes(content), eReceiveResult::DataBuffer);
+    EXPECT_EQ(m_payload.m_len, 5U + 65500U);
+}
+
+TEST_F(FramingTest, NackSendsThePacketAgainThreeTimes)
+{
+    EXPECT_TRUE(Value(4, 25));
+    const std::string value = Sent();
+    for (int resend = 0; resend < 3; ++resend)
+    {
+        Feed("2A 02 00 02");
+        EXPECT_EQ(Sent(), value);
+    }
+    Feed("2A 02 00 02");
+    EXPECT_EQ(Sent(), "");
+}
+
+TEST_F(FramingTest, LinkCommandsAreSentAgainOnASerialLinkAlone)
+{
+    EXPECT_TRUE(m_engine->CommandSend(eCommandCode::ACK, 0));
+    Sent();
+    Feed("2A 02 00 02");
+    EXPECT_EQ(Sent(), "");
+
+    Start(eComType::UART_MAIN);
+    EXPECT_TRUE(m_engine->CommandSend(eCommandCode::ACK, 0));
+    Sent();
+    Feed("2A 02 00 02");
+    EXPECT_EQ(Sent(), ACK);
+}
+
+TEST_F(FramingTest, ReadyPeerWithNothingToSendIsAnsweredByRole)
+{
+    const std::pair<eComType, std::string> cases[] = {
+        {eComType::SOCKET_MAIN, ""},
+        {eComType::SOCKET_SUBSCRIBER, ""},
+        {eComType::UART_MAIN, FramedHex("2A 00")},
+        {eComType::UART_SUBSCRIBER, FramedHex("2A 01")},
+    };
+    for (const auto &[comType, answer] : cases)
+    {
+        SCOPED_TRACE(static_cast<int>(comType));
+        Start(comType);
+        for (const char *ready : {"2A 00", "2A 01"})
+        {
+            EXPECT_EQ(Feed(ready), eReceiveResult::InternalProcessed);
+            EXPECT_EQ(Sent(), answer);
+        }
+        EXPECT_EQ(Feed("2A 07"), eReceiveResult::InternalProcessed);
+        EXPECT_EQ(Sent(), "");
+    }
+}
+
+TEST_F(FramingTest, FileBlocksAreRefusedWithTheirCode)
+{
+    const std::pair<const char *, const char *> cases[] = {
+        {"AA 00 00 01 41 42", "2A 02 00 04"},          // a block without a reception
+        {"AA 00 00 00 00 64 00 64", "2A 02 00 06"},    // an answer without a transfer
+        {"AA 00 00 00 00 64 05 00 07", "2A 02 00 03"}, // a request
+    };
+    for (const auto &[content, answer] : cases)
+    {
+        EXPECT_EQ(Feed(content), eReceiveResult::InternalProcessed);
+        EXPECT_EQ(Sent(), FramedHex(answer));
+    }
+}
+
+TEST_F(FramingTest, NumbersAreWrittenMostSignificantFirst)
+{
+    u8 bytes[6] = {};
+    m_engine->NumberToBufferMsbLsb(0x01020304, bytes, 6);
+    EXPECT_EQ(HexText(Tools::MemoryBuffer(6, bytes)), "00 00 01 02 03 04");
+    EXPECT_TRUE(m_engine->ToBuffer(u16{0xA0B0}, bytes, 2));
+    EXPECT_FALSE(m_engine->ToBuffer(u32{1}, bytes, 3));
+    EXPECT_EQ(HexText(Tools::MemoryBuffer(6, bytes)), "a0 b0 01 02 03 04");
+}

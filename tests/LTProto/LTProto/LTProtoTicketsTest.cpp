@@ -1,0 +1,184 @@
+#include "tests/LTProto/LTProto/EngineFixture.h"
+
+namespace
+{
+
+using TicketsTest = EngineTest;
+using LTProtocol::LTProto;
+using LTProtocol::TICKET_NONE;
+
+std::string integerValue(const std::string &idAndValue)
+{
+    return FramedHex("66 FF FF FF FE 06 " + idAndValue.substr(0, 11) + " 01 " + idAndValue.substr(12));
+}
+
+} // namespace
+
+TEST_F(TicketsTest, NumbersRiseAndGivenOnesDoNotCount)
+{
+    EXPECT_EQ(m_engine->TicketEnqueue(eTicketType::FROM_PROTOCOL, eDataType::VARIABLE_ID, 7, TICKET_NONE), 0U);
+    EXPECT_EQ(m_engine->TicketEnqueue(eTicketType::FROM_PROTOCOL, eDataType::FILE_ID, 7, 77), 77U);
+    EXPECT_EQ(m_engine->TicketEnqueue(eTicketType::FROM_API, eDataType::VARIABLE_ID, 7, TICKET_NONE), 1U);
+    EXPECT_EQ(m_engine->TicketSearch(eTicketType::FROM_API, eDataType::VARIABLE_ID, 7), 1U);
+    EXPECT_TRUE(m_engine->TicketRemove(77));
+    EXPECT_FALSE(m_engine->TicketRemove(77));
+}
+
+TEST_F(TicketsTest, RefusesWhatNoTicketCanBeOpenedFor)
+{
+    EXPECT_EQ(m_engine->TicketEnqueue(eTicketType::NONE, eDataType::VARIABLE_ID, 7, TICKET_NONE), TICKET_NONE);
+    EXPECT_EQ(m_engine->TicketEnqueue(eTicketType::FROM_API, eDataType::NULL_DATA, 7, TICKET_NONE), TICKET_NONE);
+    EXPECT_EQ(m_engine->TicketEnqueue(eTicketType::FROM_API, eDataType::FILE_ID, 0x10000, TICKET_NONE), TICKET_NONE);
+    LTProtocol::Ticket ticket;
+    EXPECT_FALSE(ticket.TicketSet(eTicketType::FROM_API, LTProtocol::TICKET_SPONTANEOUS));
+    EXPECT_TRUE(ticket.Set(eDataType::STRING_UTF, Tools::MemoryBuffer("name"), eTicketType::FROM_API, 3));
+    EXPECT_EQ(m_engine->TicketEnqueue(eTicketType::FROM_API, eDataType::VARIABLE_ID, 7, TICKET_NONE), 0U);
+}
+
+TEST_F(TicketsTest, RequestBeyondTheLastOpenTicketIsAcknowledged)
+{
+    for (u32 id = 0; id < LTProto::TICKETS_MAX; ++id)
+        ASSERT_EQ(m_engine->TicketEnqueue(eTicketType::FROM_PROTOCOL, eDataType::VARIABLE_ID, id, TICKET_NONE), id);
+    EXPECT_EQ(Feed("33 06 00 01 00 00"), eReceiveResult::VarRequest);
+    EXPECT_EQ(Sent(), FramedHex("2A 01"));
+    EXPECT_EQ(Feed("33 05 00 01"), eReceiveResult::Unknown);
+    EXPECT_EQ(Sent(), FramedHex("2A 01"));
+}
+
+TEST_F(TicketsTest, NoticeOfATicketIsNeverSentAgain)
+{
+    EXPECT_TRUE(m_engine->TicketSend(5));
+    EXPECT_EQ(Sent(), FramedHex("66 FF FF FF FF 80 00 00 00 05"));
+    Feed("2A 02 00 02");
+    EXPECT_EQ(Sent(), "");
+}
+
+TEST_F(TicketsTest, OnePacketAtATimeInTheOrderOfTheQueue)
+{
+    EXPECT_TRUE(Value(1, 0x11));
+    EXPECT_TRUE(Value(2, 0x22)); // waits: the first may still be answered with NACK
+    EXPECT_TRUE(Value(3, 0x33));
+    EXPECT_EQ(Sent(), integerValue("00 00 00 01 00 00 00 11"));
+    FeedAck();
+    EXPECT_EQ(Sent(), integerValue("00 00 00 02 00 00 00 22"));
+    Feed("2A 00");
+    EXPECT_EQ(Sent(), integerValue("00 00 00 03 00 00 00 33"));
+    FeedAck();
+    EXPECT_EQ(Sent(), "");
+}
+
+TEST_F(TicketsTest, RequestOfTheBridgeIsRepeatedUntilItIsAnswered)
+{
+    const std::string request = FramedHex("33 06 00 00 00 09");
+    EXPECT_TRUE(m_engine->RequestEnqueue(eDataType::VARIABLE_ID, 9));
+    EXPECT_EQ(Sent(), request);
+    FeedAck();
+    EXPECT_EQ(Sent(), request);
+    EXPECT_EQ(Feed("66 FF FF FF FF 01 00 00 00 07"), eReceiveResult::DataBuffer);
+    EXPECT_EQ(HexText(m_payload), "00 00 00 09 01 00 00 00 07");
+    Sent();
+    FeedAck();
+    EXPECT_EQ(Sent(), "");
+}
+
+TEST_F(TicketsTest, SerialStationsSendOnlyWhenThePeerIsReady)
+{
+    for (eComType comType : {eComType::UART_MAIN, eComType::UART_SUBSCRIBER})
+    {
+        Start(comType);
+        EXPECT_TRUE(Value(1, 0x11));
+        EXPECT_EQ(Sent(), "");
+        Feed("2A 00");
+        EXPECT_EQ(Sent(), integerValue("00 00 00 01 00 00 00 11"));
+    }
+}
+
+TEST_F(TicketsTest, IdleTimeIsAPollOnASerialMainStationAlone)
+{
+    EXPECT_EQ(m_engine->OnEventTimeout(), eReceiveResult::Unknown);
+    EXPECT_EQ(m_engine->WaitingTimeout(), 250U);
+    EXPECT_EQ(Sent(), "");
+
+    Start(eComType::UART_MAIN);
+    EXPECT_EQ(m_engine->WaitingTimeout(), 1000U);
+    EXPECT_EQ(m_engine->OnEventTimeout(), eReceiveResult::ClientDisconnect);
+    EXPECT_EQ(Sent(), FramedHex("2A 00"));
+    m_engine->IsConnected(true);
+    EXPECT_EQ(m_engine->WaitingTimeout(), 250U);
+}
+
+TEST_F(TicketsTest, FullQueueDropsItsOldestSpontaneousValue)
+{
+    for (u32 id = 0; id <= LTProto::QUEUE_PACKETS_MAX; ++id) // the first one goes out at once
+        ASSERT_TRUE(Value(id));
+    Sent();
+    ASSERT_TRUE(Value(0xAAAA));
+    FeedAck();
+    EXPECT_EQ(Sent(), integerValue("00 00 00 02 00 00 00 00")); // 1 made room
+}
+
+TEST_F(TicketsTest, QueueIsBoundedInBytesAndKeepsAnswers)
+{
+    const Tools::MemoryBuffer mebibyteSixteenth(65000, nullptr);
+    Value(0); // goes out; all others wait
+    for (u32 i = 0; i < 64; ++i)
+        ASSERT_TRUE(m_engine->DataEnqueue(u32{1}, eDataType::DATA_BUFFER, 0, 0, mebibyteSixteenth));
+    EXPECT_FALSE(m_engine->DataEnqueue(u32{1}, eDataType::DATA_BUFFER, 0, 0, mebibyteSixteenth));
+    EXPECT_TRUE(Value(5));
+}
+
+TEST_F(TicketsTest, PacketThatIsTooLongIsRefusedWhereItWouldBeQueued)
+{
+    const Tools::MemoryBuffer longest(LTProtocol::PACKET_PAYLOAD_MAX - 10, nullptr); // ticket, kind, id and type in front
+    EXPECT_TRUE(m_engine->DataEnqueue(eDataType::VARIABLE_ID, 1, eDataType::DATA_BUFFER, 0, 0, longest));
+    EXPECT_EQ(m_device->m_sent.back().size(), 65535U);
+    FeedAck();
+    Sent();
+    EXPECT_FALSE(m_engine->DataEnqueue(eDataType::VARIABLE_ID, 1, eDataType::DATA_BUFFER, 0, 0, longest + "x"));
+    EXPECT_TRUE(Value(2));
+    EXPECT_EQ(Sent(), integerValue("00 00 00 02 00 00 00 00"));
+}
+
+TEST_F(TicketsTest, LostClientEmptiesEveryListButTheNumbersGoOn)
+{
+    Feed("33 06 00 00 00 2A");
+    Value(1);
+    Value(2);
+    Sent();
+    m_device->m_connected = false;
+    FeedAck(); // the send that it allows fails
+    m_device->m_connected = true;
+    EXPECT_EQ(m_engine->TicketSearch(eTicketType::FROM_PROTOCOL, eDataType::VARIABLE_ID, 42), TICKET_NONE);
+    FeedAck();
+    Feed("2A 02 00 02");
+    EXPECT_EQ(Sent(), "");
+    Feed("33 06 00 00 00 2A");
+    EXPECT_EQ(Sent(), FramedHex("66 FF FF FF FF 80 00 00 00 01"));
+}
+
+TEST_F(TicketsTest, PacketWithoutPayloadThrowsOne)
+{
+    try
+    {
+        LTProtocol::PacketToSend(0, LTProtocol::eCommandType::DATA, Tools::MemoryBuffer());
+        FAIL();
+    }
+    catch (int error)
+    {
+        EXPECT_EQ(error, 1);
+    }
+}
+
+TEST_F(TicketsTest, PacketTakesForItsDataOnlyTheTypesOfEachForm)
+{
+    const Tools::MemoryBuffer bytes("ab");
+    LTProtocol::PacketToSend packet(0, LTProtocol::eCommandType::DATA, bytes);
+    EXPECT_FALSE(packet.DataSet(eDataType::STRING_UTF, 5U));
+    EXPECT_FALSE(packet.DataSet(eDataType::FILE_ID, bytes));
+    EXPECT_FALSE(packet.DataSet(eDataType::VARIABLE_ID, 5, bytes));
+    EXPECT_TRUE(packet.IsDataValue(eDataType::UNDEFINED, 0, {}));
+    EXPECT_TRUE(packet.DataSet(eDataType::FILE_ID, 5, bytes));
+    EXPECT_TRUE(packet.IsDataValue(eDataType::FILE_ID, 5, bytes));
+    EXPECT_TRUE(packet.DataSet(eDataType::STRING_UTF, 2, "cd"));
+    EXPECT_TRUE(packet.IsDataValue(eDataType::STRING_UTF, 0, Tools::MemoryBuffer("cd")));
+}

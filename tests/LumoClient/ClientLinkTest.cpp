@@ -1,0 +1,223 @@
+#include "LumoClient/ClientLink.h"
+
+#include "LTProto/LTProto/ValueText.h"
+
+#include "tests/LumoClient/ScriptedChannel.h"
+
+#include <gtest/gtest.h>
+
+namespace
+{
+
+using namespace LumoClient;
+using enum LTProtocol::eDataType;
+
+constexpr u32 TIMEOUT_MSEC = 3000;
+
+const std::string ACK = "2A 01";
+const std::string POLLING = "2A 00";
+const std::string CHECKSUM_NACK = "2A 02 00 02";
+const std::string GET_4 = "33 06 00 00 00 04";
+const std::string GET_5 = "33 06 00 00 00 05";
+const std::string NOTICE_0 = "66 FF FF FF FF 80 00 00 00 00";
+const std::string NOTICE_1 = "66 FF FF FF FF 80 00 00 00 01";
+const std::string VALUE_25_ON_0 = "66 00 00 00 00 01 00 00 00 19";
+const std::string VALUE_26_ON_1 = "66 00 00 00 01 01 00 00 00 1A";
+const std::string TICKET_UNKNOWN = "66 FF FF FF FF 11";
+const std::string ASK_IMPOSSIBLE_TICKET = "33 80 FF FF FF FF";
+const std::string SPONTANEOUS_8 = "66 FF FF FF FE 06 00 00 00 08 03 00 00 03 9D 01";
+const std::string SET_100_TO_7 = "66 FF FF FF FE 06 00 00 00 64 01 00 00 00 07";
+
+class ClientLinkTest : public testing::Test
+{
+  protected:
+    ClientLinkTest()
+    {
+        auto channel = std::make_unique<ScriptedChannel>();
+        m_bridge = channel.get();
+        m_link.attach(std::move(channel));
+    }
+
+    ~ClientLinkTest() override { EXPECT_TRUE(m_bridge->isPlayed()) << "the script was not played to its end"; }
+
+    // The value in its text form, or the failure's text.
+    std::string Get(u32 varId)
+    {
+        Value value;
+        const eResult result = m_link.get(varId, TIMEOUT_MSEC, value);
+        return result == eResult::done ? ValueText(value) : resultText(result);
+    }
+
+    eResult Set100To7() { return m_link.set(100, Value{INTEGER_POSITIVE, 7, 0, {}}, TIMEOUT_MSEC); }
+
+    u64 GapBeforeWrite(size_t index) const
+    {
+        return m_bridge->writtenAtMSec().at(index) - m_bridge->writtenAtMSec().at(index - 1);
+    }
+
+    ScriptedChannel *m_bridge; // owned by m_link
+    ClientLink m_link;
+};
+
+TEST_F(ClientLinkTest, GetTakesNoticeAndValueFromOneRead)
+{
+    m_bridge->expect(GET_4).arrive({NOTICE_0, VALUE_25_ON_0}).expect(ACK);
+    EXPECT_EQ(Get(4), "25");
+}
+
+TEST_F(ClientLinkTest, SpontaneousValuesAreAcknowledgedAndKeptWhileAnAnswerIsAwaited)
+{
+    m_bridge->expect(GET_4).arrive({NOTICE_0}).arrive({SPONTANEOUS_8}).expect(ACK).arrive({VALUE_25_ON_0}).expect(ACK);
+    EXPECT_EQ(Get(4), "25");
+    SpontaneousValue kept;
+    ASSERT_EQ(m_link.waitValue(0, kept), eResult::done);
+    EXPECT_EQ(kept.id, 8u);
+    EXPECT_EQ(kept.value, (Value{DECIMAL_POSITIVE, 925, 1, {}}));
+    EXPECT_EQ(m_link.waitValue(0, kept), eResult::noAnswer);
+}
+
+TEST_F(ClientLinkTest, ARequestPausesBehindAnAckThatDrewNoReply)
+{
+    m_bridge->expect(GET_4).arrive({NOTICE_0, VALUE_25_ON_0}).expect(ACK);
+    m_bridge->expect(GET_5).arrive({NOTICE_1, VALUE_26_ON_1}).expect(ACK);
+    EXPECT_EQ(Get(4), "25");
+    EXPECT_EQ(Get(5), "26");
+    EXPECT_EQ(GapBeforeWrite(1), 0u); // the value proved that the request was read
+    EXPECT_GE(GapBeforeWrite(2), 30u);
+}
+
+TEST_F(ClientLinkTest, AnAckPausesWhenTheValueMayHaveCrossedTheRequest)
+{
+    m_bridge->expect(GET_4).arrive({SPONTANEOUS_8}).expect(ACK).arrive({NOTICE_0, VALUE_25_ON_0}).expect(ACK);
+    EXPECT_EQ(Get(4), "25");
+    EXPECT_GE(GapBeforeWrite(1), 30u);
+}
+
+TEST_F(ClientLinkTest, ARequestWithoutNoticeIsRepeatedEachSecond)
+{
+    m_bridge->expect(GET_4).expect(GET_4).arrive({NOTICE_0, VALUE_25_ON_0}).expect(ACK);
+    EXPECT_EQ(Get(4), "25");
+    EXPECT_EQ(GapBeforeWrite(1), 1000u);
+}
+
+TEST_F(ClientLinkTest, ALateNoticeIsNotTakenForTheNextRequests)
+{
+    m_bridge->expect(GET_4).expect(GET_4).expect(GET_4);
+    EXPECT_EQ(Get(4), "no answer in time");
+    m_bridge->expect(ASK_IMPOSSIBLE_TICKET).arrive({NOTICE_0, VALUE_25_ON_0}).expect(ACK).arrive({TICKET_UNKNOWN});
+    m_bridge->expect(GET_5).arrive({NOTICE_1, VALUE_26_ON_1}).expect(ACK);
+    EXPECT_EQ(Get(5), "26");
+}
+
+TEST_F(ClientLinkTest, ALateAnswerIsAcknowledgedAndDropped)
+{
+    m_bridge->expect(GET_4).arrive({NOTICE_0}).expect(POLLING).expect("33 80 00 00 00 00").arrive({NOTICE_0});
+    EXPECT_EQ(Get(4), "no answer in time");
+    m_bridge->expect(GET_5).arrive({VALUE_25_ON_0}).expect(ACK).arrive({NOTICE_1, VALUE_26_ON_1}).expect(ACK);
+    EXPECT_EQ(Get(5), "26");
+}
+
+TEST_F(ClientLinkTest, ALostAnswerIsRequestedAnew)
+{
+    m_bridge->expect(GET_4).arrive({NOTICE_0}).expect(POLLING).expect("33 80 00 00 00 00").arrive({TICKET_UNKNOWN});
+    m_bridge->expect(GET_4).arrive({NOTICE_1, VALUE_26_ON_1}).expect(ACK);
+    EXPECT_EQ(Get(4), "26");
+}
+
+TEST_F(ClientLinkTest, NacksForTheChecksumAreAnsweredThreeTimesWithTheSamePacket)
+{
+    m_bridge->expect(SET_100_TO_7).arrive({CHECKSUM_NACK}).expect(SET_100_TO_7).arrive({ACK});
+    EXPECT_EQ(Set100To7(), eResult::done);
+    m_bridge->expect(SET_100_TO_7).arrive({CHECKSUM_NACK}).expect(SET_100_TO_7).arrive({CHECKSUM_NACK});
+    m_bridge->expect(SET_100_TO_7).arrive({CHECKSUM_NACK}).expect(SET_100_TO_7).arrive({CHECKSUM_NACK});
+    EXPECT_EQ(Set100To7(), eResult::refused);
+}
+
+TEST_F(ClientLinkTest, OtherNacksRefuse)
+{
+    m_bridge->expect(GET_4).arrive({"2A 02 00 06"});
+    EXPECT_EQ(Get(4), resultText(eResult::refused));
+}
+
+TEST_F(ClientLinkTest, ADamagedValueIsAskedForAgain)
+{
+    std::vector<u8> damaged = Framed(VALUE_25_ON_0);
+    damaged.back() ^= 1;
+    m_bridge->expect(GET_4).arrive({NOTICE_0}).arriveRaw(damaged).expect(CHECKSUM_NACK).arrive({VALUE_25_ON_0});
+    m_bridge->expect(ACK);
+    EXPECT_EQ(Get(4), "25");
+}
+
+TEST_F(ClientLinkTest, SilenceFreesTheValueBehindAFalseMark)
+{
+    std::vector<u8> behindMark = Hex("60 7F FF");
+    std::ranges::copy(Framed(VALUE_25_ON_0), std::back_inserter(behindMark));
+    m_bridge->expect(GET_4).arrive({NOTICE_0}).arriveRaw(behindMark).expect(ACK);
+    EXPECT_EQ(Get(4), "25");
+}
+
+TEST_F(ClientLinkTest, AFileOfferedByTheBridgeIsRefused)
+{
+    m_bridge->expect(GET_4).arrive({"AA 00 00 00 C3 50 05 00 07"}).expect("2A 02 00 03");
+    m_bridge->arrive({NOTICE_0, VALUE_25_ON_0}).expect(ACK);
+    EXPECT_EQ(Get(4), "25");
+}
+
+TEST_F(ClientLinkTest, BuffersTravelUnderTheirTicket)
+{
+    m_bridge->expect("66 FF FF FF FE 10 F0 00 00 00 10 01 02").arrive({NOTICE_1});
+    m_bridge->arrive({"66 00 00 00 01 10 02 01"}).expect(ACK);
+    Bytes answer;
+    EXPECT_EQ(m_link.exchangeBuffer(Hex("01 02"), TIMEOUT_MSEC, answer), eResult::done);
+    EXPECT_EQ(answer, Hex("02 01"));
+}
+
+TEST_F(ClientLinkTest, ABufferIsNeverRepeatedAndItsAnswerMustBeBytes)
+{
+    Bytes answer;
+    m_bridge->expect("66 FF FF FF FE 10 F0 00 00 00 10 01");
+    EXPECT_EQ(m_link.exchangeBuffer(Hex("01"), TIMEOUT_MSEC, answer), eResult::noAnswer);
+    m_bridge->expect(ASK_IMPOSSIBLE_TICKET).arrive({TICKET_UNKNOWN});
+    m_bridge->expect("66 FF FF FF FE 10 F0 00 00 00 10 01").arrive({NOTICE_0, VALUE_25_ON_0}).expect(ACK);
+    EXPECT_EQ(m_link.exchangeBuffer(Hex("01"), TIMEOUT_MSEC, answer), eResult::badAnswer);
+}
+
+TEST_F(ClientLinkTest, WhatCannotTravelIsNotSent)
+{
+    Bytes answer;
+    EXPECT_EQ(m_link.set(0xF0000000, Value{NULL_DATA, 0, 0, {}}, TIMEOUT_MSEC), eResult::badArgument);
+    EXPECT_EQ(m_link.set(100, Value{}, TIMEOUT_MSEC), eResult::badArgument);
+    EXPECT_EQ(m_link.exchangeBuffer(Bytes(65520), TIMEOUT_MSEC, answer), eResult::badArgument);
+}
+
+TEST_F(ClientLinkTest, PollFetchesAllThatIsQueued)
+{
+    m_bridge->expect(POLLING).arrive({SPONTANEOUS_8}).expect(ACK).arrive({SPONTANEOUS_8}).expect(ACK);
+    std::vector<SpontaneousValue> values;
+    EXPECT_EQ(m_link.poll(TIMEOUT_MSEC, values), eResult::done);
+    EXPECT_EQ(values.size(), 2u);
+}
+
+TEST_F(ClientLinkTest, WaitingPollsASilentBridge)
+{
+    m_bridge->expect(POLLING).arrive({SPONTANEOUS_8}).expect(ACK);
+    SpontaneousValue value;
+    EXPECT_EQ(m_link.waitValue(TIMEOUT_MSEC, value), eResult::done);
+    EXPECT_EQ(value.id, 8u);
+}
+
+TEST_F(ClientLinkTest, AConnectionClosedBeforeAnyPacketWasRefused)
+{
+    m_bridge->expect(GET_4).hangUp();
+    EXPECT_EQ(Get(4), resultText(eResult::refused));
+    EXPECT_EQ(Get(4), "the link is lost");
+}
+
+TEST_F(ClientLinkTest, AConnectionClosedLaterIsLost)
+{
+    m_bridge->expect(GET_4).arrive({NOTICE_0}).hangUp();
+    EXPECT_EQ(Get(4), "the link is lost");
+    EXPECT_EQ(Set100To7(), eResult::linkLost);
+}
+
+} // namespace

@@ -1,0 +1,94 @@
+// A ByteChannel that plays a bridge by a script and moves its clock instead of waiting.
+// The script is worked off in order: `expect` is the next packet the client must write, `arrive` is one read,
+// `hangUp` ends the connection. Packets are given as command type and payload.
+#pragma once
+
+#include "LumoClient/ByteChannel.h"
+
+#include "tests/WirePacket.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <deque>
+#include <initializer_list>
+
+class ScriptedChannel final : public LumoClient::ByteChannel
+{
+  public:
+    ScriptedChannel &expect(const std::string &content) { return add(eStep::EXPECT, Framed(content)); }
+    ScriptedChannel &arriveRaw(const std::vector<u8> &bytes) { return add(eStep::ARRIVE, bytes); }
+    ScriptedChannel &hangUp() { return add(eStep::HANG_UP, {}); }
+    ScriptedChannel &arrive(std::initializer_list<std::string> contents)
+    {
+        std::vector<u8> bytes;
+        for (const std::string &content : contents)
+        {
+            const std::vector<u8> packet = Framed(content);
+            bytes.insert(bytes.end(), packet.begin(), packet.end());
+        }
+        return add(eStep::ARRIVE, bytes);
+    }
+
+    bool isPlayed() const { return m_steps.empty(); }
+    const std::vector<u64> &writtenAtMSec() const { return m_writtenAtMSec; }
+
+    std::optional<size_t> read(std::span<u8> into, u32 timeoutMSec) override
+    {
+        if (!m_steps.empty() && m_steps.front().kind == eStep::HANG_UP)
+        {
+            m_steps.pop_front();
+            m_isClosed = true;
+        }
+        if (m_isClosed)
+            return std::nullopt;
+        if (m_steps.empty() || m_steps.front().kind == eStep::EXPECT)
+        {
+            m_nowMSec += timeoutMSec;
+            return 0;
+        }
+        const std::vector<u8> bytes = std::move(m_steps.front().bytes);
+        m_steps.pop_front();
+        std::ranges::copy(bytes, into.begin());
+        return bytes.size();
+    }
+
+    bool write(std::span<const u8> bytes) override
+    {
+        const std::vector<u8> written(bytes.begin(), bytes.end());
+        const bool isExpected =
+            !m_steps.empty() && m_steps.front().kind == eStep::EXPECT && m_steps.front().bytes == written;
+        EXPECT_TRUE(isExpected) << "unexpected packet " << testing::PrintToString(written);
+        if (isExpected)
+            m_steps.pop_front();
+        m_writtenAtMSec.push_back(m_nowMSec);
+        return !m_isClosed;
+    }
+
+    void close() override { m_isClosed = true; }
+    u64 nowMSec() const override { return m_nowMSec; }
+
+  private:
+    enum class eStep
+    {
+        EXPECT,
+        ARRIVE,
+        HANG_UP
+    };
+    struct Step
+    {
+        eStep kind;
+        std::vector<u8> bytes;
+    };
+
+    ScriptedChannel &add(eStep kind, const std::vector<u8> &bytes)
+    {
+        m_steps.push_back({kind, bytes});
+        return *this;
+    }
+
+    std::deque<Step> m_steps;
+    std::vector<u64> m_writtenAtMSec;
+    u64 m_nowMSec = 1'000'000;
+    bool m_isClosed = false;
+};

@@ -1,0 +1,31 @@
+// Packets of the client link as tests write them: Framed("2A 01") is the whole ACK packet. The checksum is computed by
+// its definition, one bit at a time, apart from the code under test.
+#pragma once
+
+#include "tests/HexBytes.h"
+
+#include <span>
+
+inline u16 Crc16BitByBit(std::span<const u8> data)
+{
+    u32 crc = 0;
+    for (u8 byte : data)
+        for (int bit = 7; bit >= 0; --bit)
+        {
+            const u32 feedback = (crc >> 15) ^ ((u32{byte} >> bit) & 1u);
+            crc = ((crc << 1) & 0xFFFF) ^ (feedback != 0 ? 0x0589u : 0u);
+        }
+    return static_cast<u16>(crc);
+}
+
+// `content` is the command type and the payload.
+inline std::vector<u8> Framed(const std::string &content)
+{
+    std::vector<u8> packet = Hex("60 00 00 " + content);
+    packet[1] = static_cast<u8>(packet.size() >> 8);
+    packet[2] = static_cast<u8>(packet.size());
+    const u16 crc = Crc16BitByBit(packet);
+    packet.push_back(static_cast<u8>(crc >> 8));
+    packet.push_back(static_cast<u8>(crc));
+    return packet;
+}

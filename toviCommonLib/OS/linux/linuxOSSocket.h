@@ -1,0 +1,87 @@
+// IPv4 TCP sockets as free functions over a plain record. A socket is used by one thread at a time; nothing is logged.
+#pragma once
+
+#include "toviCommonLib/OS/linux/linuxOSEvent.h"
+#include "toviCommonLib/toviEnums.h"
+
+#include <netinet/in.h>
+
+struct sOSSocket
+{
+    u32 readTimeoutMSec = 10000; // receive time-out currently set on the socket
+    int socketID = -1;           // descriptor; every value below 1 counts as not open
+};
+using OSSocket = sOSSocket;
+
+// One IPv4 address and port.
+struct sOSNetAddr
+{
+    sockaddr_in addr{};
+};
+
+namespace platform
+{
+
+void socket_init(sOSSocket *out);
+void socket_close(sOSSocket &sok);
+bool socket_isOpen(const sOSSocket &sok);
+
+// Opens and binds; `ip` is dotted text, read for `aSpecifiIP` alone. A port outside 0 to 65535 is an invalidParameter.
+// On any error but `unsupported` the socket is closed.
+eSocketError socket_openAsTCPServer(sOSSocket *out, int portNumber, eSocketBindMode mode, const char *ip);
+
+// A queue length of 65535 means the system maximum, 128.
+bool socket_listen(const sOSSocket &sok, u16 maxIncomingConnectionsQueueLength);
+
+// Takes a waiting connection with a read time-out of 10000 ms. False when there is none or no descriptor is left.
+bool socket_accept(const sOSSocket &listener, sOSSocket *out);
+
+// Connects to the dotted address `ip`, for as long as the kernel tries. When `cancel` (borrowed, may be null) was ever
+// fired, or is while it waits, the connection is given up with `unknown`. On any error the socket is closed.
+eSocketError socket_openAsTCPClient(sOSSocket *out, const char *ip, u32 port, const sOSEvent *cancel = nullptr);
+
+// 0xFFFFFFFF: no time-out. 0 is raised to 1 ms: a time-out of 0 never means polling.
+bool socket_setReadTimeoutMSec(sOSSocket &sok, u32 timeoutMSec);
+bool socket_setWriteTimeoutMSec(sOSSocket &sok, u32 timeoutMSec);
+
+// Sends small writes at once instead of gathering them.
+bool socket_setNoDelay(sOSSocket &sok);
+
+// Bytes read; 0 when the peer closed or on an error; -1 when nothing came before the time-out. With `bPeek` the bytes
+// stay in the socket. The time-out is set on the socket when it differs from the one set before.
+int socket_read(sOSSocket &sok, void *buffer, u16 nMaxBytesToRead, u32 timeoutMSec, bool bPeek);
+
+// As `socket_read`, of bytes that are already there: it never waits and sets no time-out.
+int socket_readNoWait(sOSSocket &sok, void *buffer, u16 nMaxBytesToRead);
+
+enum class eSocketWait : u8
+{
+    readable, // bytes, or the peer closed
+    timedOut,
+    cancelled
+};
+
+// Waits for something to read, or for `cancel` (borrowed, may be null) to have been fired, which wins.
+eSocketWait socket_waitReadable(const sOSSocket &sok, u32 timeoutMSec, const sOSEvent *cancel);
+
+// Bytes handed to the system, fewer than asked for when the write time-out passed; 0 on an error.
+int socket_write(sOSSocket &sok, const void *buffer, u16 nBytes);
+
+// A descriptor held back so that a waiting connection can still be refused when the process has none left; without it
+// a level-triggered listener would stay ready for ever.
+class DescriptorReserve
+{
+  public:
+    DescriptorReserve();
+    ~DescriptorReserve();
+    DescriptorReserve(const DescriptorReserve &) = delete;
+    DescriptorReserve &operator=(const DescriptorReserve &) = delete;
+
+    // Takes the waiting connection of `listener` and closes it at once. False when even that was not possible.
+    bool refuse(const sOSSocket &listener);
+
+  private:
+    int m_descriptor;
+};
+
+} // namespace platform
