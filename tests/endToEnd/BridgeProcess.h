@@ -17,8 +17,8 @@ class BridgeProcess
     enum class eKeyboard
     {
         pipe,
-        terminal,     // a terminal of its own, in the foreground
-        closed        // descriptor 0 is not open
+        terminal, // a terminal of its own, in the foreground
+        closed    // descriptor 0 is not open
     };
 
     // Starts the daemon in a folder of its own, or in `folder`.
@@ -45,8 +45,8 @@ class BridgeProcess
     const Descriptor &keyboard() const { return m_keyboard; }
 
   private:
-    void runChild(const std::vector<std::string> &arguments, eKeyboard keyboard, const std::string &folder,
-                  int input, int output) const;
+    void runChild(const std::vector<std::string> &arguments, eKeyboard keyboard, const std::string &folder, int input,
+                  int output) const;
 
     TempFolder m_folder;
     Descriptor m_keyboard;

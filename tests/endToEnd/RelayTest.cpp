@@ -21,10 +21,11 @@ TEST_F(RelayTest, VariableRequestGoesToTheMachineAndItsValueComesBackUnderTheTic
     EXPECT_EQ(m_client->receive(), framed("66 00 00 00 00 03 00 00 03 9D 01"));
     acknowledge();
     stop();
-    for (const char *line : {"Parametri avvio programma: -server 127.0.0.1:", "Max payload lenght 50000 bytes",
-                             "From Client: Link status up", " M Recv:(len=11) 60 00 09 33 06 00 00 00 04",
-                             "Request var 4 received", "From Client: Variable request 4", "From Tovi: variable 4 (4)",
-                             "Ticket id found dataBuffer ", "Push packet TicketId 0 (0)", "Protocol Send (len=16): 60 "})
+    for (const char *line :
+         {"Parametri avvio programma: -server 127.0.0.1:", "Max payload lenght 50000 bytes",
+          "From Client: Link status up", " M Recv:(len=11) 60 00 09 33 06 00 00 00 04", "Request var 4 received",
+          "From Client: Variable request 4", "From Tovi: variable 4 (4)", "Ticket id found dataBuffer ",
+          "Push packet TicketId 0 (0)", "Protocol Send (len=16): 60 "})
         EXPECT_NE(m_bridge->output().find(line), std::string::npos) << line;
 }
 
@@ -180,12 +181,14 @@ TEST_F(RelayTest, LargestPayloadsPassBothWays)
     acknowledge();
 
     std::string content = "66 FF FF FF FE 06 F0 00 00 00 10";
-    std::vector<u8> sent = Framed(content + [] {
-        std::string bytes;
-        for (int i = 0; i < 65519; ++i)
-            bytes += " 5A";
-        return bytes;
-    }());
+    std::vector<u8> sent = Framed(content +
+                                  []
+                                  {
+                                      std::string bytes;
+                                      for (int i = 0; i < 65519; ++i)
+                                          bytes += " 5A";
+                                      return bytes;
+                                  }());
     ASSERT_TRUE(m_bridge->prints("Recv:(len=7)")); // the ACK was read: nothing follows it in the same read
     m_client->sendRaw(sent);
     EXPECT_EQ(m_client->receive(), NOTICE_0);

@@ -167,7 +167,8 @@ TEST_F(StartStopTest, FolderThatIsGoneGivesAMessage)
     const TempFolder outer;
     const std::string gone = outer.path("gone");
     mkdir(gone.c_str(), 0700);
-    const std::string script = "cd '" + gone + "' && rmdir '" + gone + "' && '" + LUMO_BRIDGE_PATH + "' > ../out; echo $?";
+    const std::string script =
+        "cd '" + gone + "' && rmdir '" + gone + "' && '" + LUMO_BRIDGE_PATH + "' > ../out; echo $?";
     FILE *shell = popen(script.c_str(), "r");
     char status[16] = {};
     ASSERT_NE(fgets(status, sizeof status, shell), nullptr);
