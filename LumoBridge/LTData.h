@@ -56,8 +56,8 @@ class LTData
     eDataType m_elemType = eDataType::UNDEFINED;
     u32 m_elemValue = 0;
     eDataType m_dataType = eDataType::UNDEFINED;
-    u8 m_dataDecPos = 0; // decimals
-    u32 m_dataValue = 0; // magnitude
+    u8 m_dataDecPos = 0;              // decimals
+    u32 m_dataValue = 0;              // magnitude
     Tools::MemoryBuffer m_dataBuffer; // of STRING_UTF and DATA_BUFFER
 
     // Setters. False, and nothing changed, when a type is not what the form is for: the byte forms take STRING_UTF and

@@ -23,16 +23,16 @@ struct sStatusName
 
 // The machine families number 0, 17, 20 and 21 differently. The first match counts.
 constexpr sStatusName TABLE_TOP_STATUS[] = {
-    {2, "Available"},   {3, "Erog"},         {4, "Prog"},        {5, "Starting"},     {6, "Error"},
-    {7, "Manual Clean"}, {8, "AutoClean"},    {9, "waterLoad"},   {10, "TempWait"},    {11, "MasterWait"},
-    {12, "Install"},    {13, "Uninstall"},   {14, "InstallEnd"}, {15, "UninstallEnd"}, {16, "EnergySaving"},
-    {17, "DB Check"},   {18, "DataAudit"},   {20, "Sanitizing"}, {21, "Select Test"},
+    {2, "Available"},    {3, "Erog"},       {4, "Prog"},        {5, "Starting"},      {6, "Error"},
+    {7, "Manual Clean"}, {8, "AutoClean"},  {9, "waterLoad"},   {10, "TempWait"},     {11, "MasterWait"},
+    {12, "Install"},     {13, "Uninstall"}, {14, "InstallEnd"}, {15, "UninstallEnd"}, {16, "EnergySaving"},
+    {17, "DB Check"},    {18, "DataAudit"}, {20, "Sanitizing"}, {21, "Select Test"},
 };
 constexpr sStatusName FREE_STANDING_STATUS[] = {
-    {0, "ComErr"},      {2, "Available"},    {3, "Erog"},        {4, "Prog"},         {5, "Starting"},
-    {6, "Error"},       {7, "Manual Clean"}, {8, "AutoClean"},   {9, "waterLoad"},    {10, "TempWait"},
-    {11, "MasterWait"}, {12, "Install"},     {13, "Uninstall"},  {14, "InstallEnd"},  {15, "UninstallEnd"},
-    {16, "EnergySaving"}, {17, "Sanitizing"}, {18, "DataAudit"},
+    {0, "ComErr"},        {2, "Available"},    {3, "Erog"},       {4, "Prog"},        {5, "Starting"},
+    {6, "Error"},         {7, "Manual Clean"}, {8, "AutoClean"},  {9, "waterLoad"},   {10, "TempWait"},
+    {11, "MasterWait"},   {12, "Install"},     {13, "Uninstall"}, {14, "InstallEnd"}, {15, "UninstallEnd"},
+    {16, "EnergySaving"}, {17, "Sanitizing"},  {18, "DataAudit"},
 };
 
 struct sModel
@@ -106,7 +106,8 @@ std::string LTData::ValueText() const
         return "DecimalNegative value " + value + " decimalPos " + std::to_string(m_dataDecPos);
     case eDataType::NULL_DATA: return "NullValue";
     case eDataType::STRING_UTF:
-        return "UTF String " + std::string(reinterpret_cast<const char *>(m_dataBuffer.m_ptr.get()), m_dataBuffer.m_len);
+        return "UTF String " +
+               std::string(reinterpret_cast<const char *>(m_dataBuffer.m_ptr.get()), m_dataBuffer.m_len);
     case eDataType::DATA_BUFFER: return "Data buffer " + m_dataBuffer.ToHex(BUFFER_BYTES_SHOWN);
     default: return {};
     }

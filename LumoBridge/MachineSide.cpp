@@ -19,7 +19,6 @@ constexpr u32 WAIT_MSEC = 100;
 constexpr u32 MACHINE_MESSAGES_PER_TURN = 64; // then the client's side has its turn
 constexpr u32 BUFFER_BYTES_SHOWN = 32;
 
-
 } // namespace
 
 MachineSide::MachineSide(Tools::LogTracer &logTracer, ToviConn &rConn, const sHThreadMsgR &fromClient,
@@ -169,9 +168,7 @@ void MachineSide::onMachineValue(const LTData &record)
         m_logTracer.Trace("From Tovi: File send %d", static_cast<int>(record.m_elemValue));
         LTData::SendFile(m_toClient, record.m_elemValue, record.m_dataBuffer.m_len, record.m_dataBuffer.m_ptr.get());
         break;
-    default:
-        m_logTracer.Trace("***From Tovi: Unknown data type %d\n", static_cast<int>(record.m_elemType));
-        break;
+    default: m_logTracer.Trace("***From Tovi: Unknown data type %d\n", static_cast<int>(record.m_elemType)); break;
     }
 }
 

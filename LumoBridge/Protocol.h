@@ -66,16 +66,16 @@ class Protocol
     __attribute__((format(printf, 2, 3))) void LogPrint(const char *format, ...);
     void LogChange();
 
-    OSWaitableGrp m_wg;                     // protocol thread
-    Tools::LogTracer *m_logTracer;          // read-only; locks itself; not owned
-    LTProtocol::LTProto m_comProtocol;      // protocol thread after Start
-    bool m_traceEnable = false;             // protocol thread
-    bool m_logEnable = false;               // protocol thread; gates LogPrint
-    tovi::HThread m_hThread = nullptr;      // main thread; set while there is a thread to wait for
+    OSWaitableGrp m_wg;                       // protocol thread
+    Tools::LogTracer *m_logTracer;            // read-only; locks itself; not owned
+    LTProtocol::LTProto m_comProtocol;        // protocol thread after Start
+    bool m_traceEnable = false;               // protocol thread
+    bool m_logEnable = false;                 // protocol thread; gates LogPrint
+    tovi::HThread m_hThread = nullptr;        // main thread; set while there is a thread to wait for
     std::atomic<bool> m_threadRunning{false}; // set by Init, cleared by Stop (main thread), read once per cycle
-    sHThreadMsgR m_mqRead;                  // set by Init, then read-only
-    sHThreadMsgW m_mqWrite;                 // set by Init, then read-only
-    bool m_isConnected = false;             // protocol thread: the link state last told to the main thread
+    sHThreadMsgR m_mqRead;                    // set by Init, then read-only
+    sHThreadMsgW m_mqWrite;                   // set by Init, then read-only
+    bool m_isConnected = false;               // protocol thread: the link state last told to the main thread
 };
 
 } // namespace LT_Proto

@@ -47,9 +47,7 @@ void decodeVariable(const u8 *payload, u32 len, LTData &record)
             record.Set(eDataType::VARIABLE_ID, id, dataType, tovi::utils::readMsbLsbU32(value), value[NUMBER_LEN]);
         break;
     case eDataType::STRING_UTF:
-    case eDataType::DATA_BUFFER:
-        record.Set(eDataType::VARIABLE_ID, id, dataType, len - VALUE_OFFSET, value);
-        break;
+    case eDataType::DATA_BUFFER: record.Set(eDataType::VARIABLE_ID, id, dataType, len - VALUE_OFFSET, value); break;
     default: break; // the record stays as it was, for NULL_DATA too
     }
 }

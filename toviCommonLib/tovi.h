@@ -26,8 +26,8 @@ class Random
 {
   public:
     void seed(u32 value) { m_generator.seed(value); }
-    float get01();          // from 0 to 1, both included
-    u32 getU32(u32 iMax);   // from 0 to `iMax`, both included
+    float get01();        // from 0 to 1, both included
+    u32 getU32(u32 iMax); // from 0 to `iMax`, both included
 
   private:
     double next01();

@@ -48,7 +48,7 @@ class ProtocolBuffer
     Allocator *allocator = nullptr;
     u8 *mem = nullptr;
     u32 allocatedSize = 0;
-    u32 cursor = 0;        // number of valid bytes
+    u32 cursor = 0;       // number of valid bytes
     u8 bFreeMemBlock = 0; // `mem` is owned and goes back to `allocator`
 };
 

@@ -55,7 +55,7 @@ eSocketError SMUConn::connect(const char *address, u32 port, u32 identCode, u8 o
                               u8 nAttempts)
 {
     disconnect();
-    for (u32 triesLeft = nAttempts != 0 ? nAttempts : 1; ; --triesLeft)
+    for (u32 triesLeft = nAttempts != 0 ? nAttempts : 1;; --triesLeft)
     {
         const eSocketError error = priv_connectOnce(address, port, {identCode, opt1, opt2, opt3, opt32});
         if (error == eSocketError::none)

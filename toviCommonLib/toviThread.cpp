@@ -23,7 +23,8 @@ eThreadError create(HThread *out, ThMainFunction fn, void *userParam, u16 stackS
     AllocatorPtr<ThreadInfo> info = allocatorNew<ThreadInfo>(*memory_getSysHeapAllocator());
     info->threadMainFn = fn;
     info->userParam = userParam;
-    const eThreadError result = platform::createThread(info->osThreadHandle, runMainFunction, stackSizeInKb, info.get());
+    const eThreadError result =
+        platform::createThread(info->osThreadHandle, runMainFunction, stackSizeInKb, info.get());
     if (result == eThreadError::none)
         *out = info.release();
     return result;

@@ -45,10 +45,10 @@ class ComDevSocket : public ComDevice
     bool ClientMayBeReplaced() const;
     int AcceptFailed();
 
-    OSSocket m_socket;       // the peer
-    OSSocket m_serverSocket; // listening, in the server role
+    OSSocket m_socket;                    // the peer
+    OSSocket m_serverSocket;              // listening, in the server role
     Tools::DateTime m_lastConnect{false}; // when the peer was taken on
-    std::string m_host;      // empty in the server role: this tells the roles apart
+    std::string m_host;                   // empty in the server role: this tells the roles apart
     u32 m_port = 0;
     Clock m_clock;
     platform::DescriptorReserve m_reserve;

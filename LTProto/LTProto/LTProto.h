@@ -129,7 +129,8 @@ class LTProto
 
     // ---- Values and requests. False when the type cannot travel or the packet was refused.
 
-    bool DataEnqueue(TicketNr ticketId, eDataType dataType, u32 dataValue, u8 decPos, const Tools::MemoryBuffer &buffer);
+    bool DataEnqueue(TicketNr ticketId, eDataType dataType, u32 dataValue, u8 decPos,
+                     const Tools::MemoryBuffer &buffer);
     bool DataEnqueue(eDataType kind, u32 id, eDataType dataType, u32 dataValue, u8 decPos,
                      const Tools::MemoryBuffer &buffer);
 

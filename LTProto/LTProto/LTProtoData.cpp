@@ -279,8 +279,7 @@ eReceiveResult LTProto::ValueReceive(const Item &item, Tools::MemoryBuffer &payl
 eReceiveResult LTProto::TicketedBufferReceive(const Item &item, Tools::MemoryBuffer &payload)
 {
     const TicketNr ownNumber = TicketNextNr();
-    const TicketNr ticketId =
-        TicketEnqueue(eTicketType::FROM_PROTOCOL, eDataType::DATA_BUFFER, ownNumber, TICKET_NONE);
+    const TicketNr ticketId = TicketEnqueue(eTicketType::FROM_PROTOCOL, eDataType::DATA_BUFFER, ownNumber, TICKET_NONE);
     if (item.kind == eDataType::DATA_BUFFER)
         Trace("Ajax cmd request ticket assigned %d, list size %d", static_cast<int>(ticketId),
               static_cast<int>(m_ticketList.size()));

@@ -8,10 +8,7 @@
 using namespace tovi::fs;
 using tovi::utils::asBytes;
 
-namespace
-{
-
-std::string sanitized(std::string path, u32 len = 0xFFFFFFFF)
+static std::string sanitized(std::string path, u32 len = 0xFFFFFFFF)
 {
     sanitizePathInPlace(reinterpret_cast<u8 *>(path.data()), len);
     return path.c_str();
@@ -25,10 +22,8 @@ TEST(SanitizePath, GivesTheCanonicalForm)
     } CASES[] = {
         {"empty", "", ""},
         {"root alone", "///", "/"},
-        {"backslashes", "\\a\\b", "/a/b"},
-        {"run of slashes and a trailing one", "x//y/", "x/y"},
-        {"escaped blank", "a%20b", "a b"},
-        {"escape in either case", "%c3%A8", "\xC3\xA8"},
+        {"backslashes, runs and a trailing slash", "\\x//y/", "/x/y"},
+        {"escapes in either case", "a%20b%c3%A8", "a b\xC3\xA8"},
         {"no digits, or cut at the end", "%g1%1g%2", "%g1%1g%2"},
         {"escaped percent is decoded once", "%2541", "%41"},
         {"escaped NUL stays", "a.txt%00.jpg", "a.txt%00.jpg"},
@@ -36,22 +31,15 @@ TEST(SanitizePath, GivesTheCanonicalForm)
         {"escaped parent is a parent", "/tmp/%2e%2e%2fetc", "/etc"},
         {"dot segments", "a/././b/./", "a/b"},
         {"dots at the start, in names and at the end stay", "./.a/b./..c/d../..", "./.a/b./..c/d../.."},
-        {"parent takes the folder", "/a/b/../c", "/a/c"},
-        {"parents stop at the root", "/../a/../../b", "/b"},
+        {"parents stop at the root", "/../a/../../b/c/../d", "/b/d"},
         {"parent of a relative folder makes no root", "a/..//b", "b"},
         {"parent above a relative start stays", "a/../../b/../c", "../c"},
-        {"parent of a dot stays", "./../b", "./../b"},
-        {"parent of a parent stays", "../../b", "../../b"},
+        {"parent of a dot or a parent stays", "./../../b", "./../../b"},
     };
     for (const auto &c : CASES)
         EXPECT_EQ(sanitized(c.path), c.canonical) << c.name;
-}
-
-TEST(SanitizePath, TouchesNothingBehindTheGivenLength)
-{
-    EXPECT_EQ(sanitized("a/b//", 3), "a/b//");
+    EXPECT_EQ(sanitized("a/b//", 3), "a/b//") << "nothing behind the length is touched";
     EXPECT_EQ(sanitized("a//b", 3), "a");
-    EXPECT_EQ(sanitized("x//y", 100), "x/y");
 }
 
 TEST(Jolly, Matches)
@@ -66,7 +54,6 @@ TEST(Jolly, Matches)
         {"name ends first", "index.da", "index.dat", false},
         {"no pattern", "a", "  ", false},
         {"second of two patterns", "g.log", "  *.txt   *.log ", true},
-        {"none of two patterns", "g.bin", "*.txt *.log", false},
         {"first star needs a character", ".txt", "*.txt *.log", false},
         {"last star needs a character", "a", "a*", false},
         {"last star takes the rest", "abc", "a*", true},
@@ -88,14 +75,9 @@ TEST(Jolly, Matches)
         EXPECT_EQ(doesFileNameMatchJolly(asBytes(c.file), asBytes(c.jolly)), c.matches) << c.name;
 }
 
+// A search that tries every star again would not end.
 TEST(Jolly, ManyStarsDoNotMultiplyTheSteps)
 {
     const std::string name(250, 'a');
-    std::string pattern;
-    for (int i = 0; i < 60; i++)
-        pattern += "*a";
-    EXPECT_TRUE(doesFileNameMatchJolly(asBytes(name.c_str()), asBytes(pattern.c_str())));
-    EXPECT_FALSE(doesFileNameMatchJolly(asBytes(name.c_str()), asBytes((pattern + "b").c_str())));
+    EXPECT_FALSE(doesFileNameMatchJolly(asBytes(name.c_str()), asBytes("*a*a*a*a*a*a*a*a*a*a*a*a*a*a*ab")));
 }
-
-} // namespace

@@ -9,48 +9,33 @@
 using namespace tovi::fs;
 using platform::OwnedFile;
 using tovi::utils::asBytes;
-
-namespace
-{
+using tovi::utils::asChars;
 
 TEST(FSFind, ComposesTheFullNameAndCutsItToTheBuffer)
 {
-    platform::sOSFileFind find; // without an entry the name is empty
-    char out[16] = "unchanged";
-    u8 *bytes = reinterpret_cast<u8 *>(out);
-    findComposeFullFilePathAndName(find, asBytes("/x"), bytes, 0);
-    EXPECT_STREQ(out, "unchanged");
-
-    const TempFolder temp;
-    temp.write("entry", "");
-    bool found = platform::FS_findFirst(&find, asBytes(temp.path().c_str()), asBytes("entry"));
-    while (found && platform::FS_findIsDirectory(find))
-        found = platform::FS_findNext(find);
-    ASSERT_TRUE(found);
-    findComposeFullFilePathAndName(find, asBytes("/x"), bytes, 6);
-    EXPECT_STREQ(out, "/x/en");
-    findComposeFullFilePathAndName(find, asBytes("/x"), bytes, sizeof(out));
-    EXPECT_STREQ(out, "/x/entry");
-}
-
-TEST(FSOpenForWrite, CreatesTheFolderOnlyWhenAsked)
-{
-    const TempFolder temp;
-    const std::string path = temp.path("a/f");
-    for (const auto open : {fileOpenForWriteBinary, fileOpenForWriteText})
+    const TempFolder temp; // holds "." and ".." alone
+    platform::sOSFileFind find;
+    ASSERT_TRUE(platform::FS_findFirst(&find, asBytes(temp.path().c_str()), asBytes("*")));
+    for (const auto &[size, text] : {std::pair(0u, "unchanged"), {3u, "/x"}, {5u, "/x/."}})
     {
-        EXPECT_EQ(open(asBytes(path.c_str()), false), nullptr);
-        EXPECT_NE(OwnedFile(open(asBytes(path.c_str()), true)), nullptr);
-        std::filesystem::remove_all(temp.path("a"));
+        u8 out[16] = "unchanged";
+        findComposeFullFilePathAndName(find, asBytes("/x"), out, size);
+        EXPECT_STREQ(asChars(out), text);
     }
 }
 
-TEST(FSOpenForWrite, RefusesAFolderPartThatIsTooLong)
+TEST(FSOpenForWrite, CreatesTheFolderOnlyWhenAskedAndNotTooLong)
 {
     const TempFolder temp;
-    const std::string folder = temp.path() + std::string(2047 - temp.path().size(), '/'); // 2048 bytes with its NUL
-    EXPECT_NE(OwnedFile(fileOpenForWriteText(asBytes((folder + "/f").c_str()), true)), nullptr);
-    EXPECT_EQ(fileOpenForWriteText(asBytes((folder + "//f").c_str()), true), nullptr);
+    const std::string longest = temp.path("a") + std::string(2047 - temp.path("a").size(), '/'); // 2048 with its NUL
+    for (const auto open : {fileOpenForWriteBinary, fileOpenForWriteText})
+    {
+        EXPECT_EQ(open(asBytes(temp.path("a/f").c_str()), false), nullptr);
+        EXPECT_EQ(open(asBytes((longest + "//f").c_str()), true), nullptr);
+        EXPECT_FALSE(temp.holds("a"));
+        EXPECT_NE(OwnedFile(open(asBytes((longest + "/f").c_str()), true)), nullptr);
+        std::filesystem::remove_all(temp.path("a"));
+    }
 }
 
 TEST(FSContent, IsWrittenSizedAndReadBack)
@@ -70,13 +55,7 @@ TEST(FSContent, IsWrittenSizedAndReadBack)
         back.resize(size);
         EXPECT_EQ(back, content);
     }
-}
-
-TEST(FSContent, SizeGoesBeyond32Bits)
-{
-    const TempFolder temp;
-    temp.write("f", "");
-    std::filesystem::resize_file(temp.path("f"), 0x100000001); // sparse
+    std::filesystem::resize_file(temp.path("f"), 0x100000001); // sparse, beyond 32 bits
     EXPECT_EQ(fileSize(OwnedFile(std::fopen(temp.path("f").c_str(), "rb")).get()), 0x100000001u);
 }
 
@@ -88,5 +67,3 @@ TEST(FSContent, FailureIsAShortCount)
     EXPECT_EQ(fileWrite(full.get(), data, sizeof(data)), 0u);
     EXPECT_EQ(fileRead(full.get(), data, sizeof(data)), 0u); // open for writing only
 }
-
-} // namespace

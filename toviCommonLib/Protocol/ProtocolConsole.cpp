@@ -10,9 +10,9 @@ namespace tovi
 namespace
 {
 
-constexpr u32 MARK_LEN = 3;                              // both magic codes and the kind
-constexpr u32 SHORT_OVERHEAD = MARK_LEN + 1 + 1;         // length and checksum of one byte each
-constexpr u32 LONG_OVERHEAD = MARK_LEN + 2 + 2;          // length and checksum of two bytes each
+constexpr u32 MARK_LEN = 3;                      // both magic codes and the kind
+constexpr u32 SHORT_OVERHEAD = MARK_LEN + 1 + 1; // length and checksum of one byte each
+constexpr u32 LONG_OVERHEAD = MARK_LEN + 2 + 2;  // length and checksum of two bytes each
 constexpr u32 SHORT_PAYLOAD_MAX = 255;
 constexpr u32 ENCODE_RESERVE = 10;
 constexpr u32 CLOSE_TIMEOUT_MSEC = 1000;
@@ -142,8 +142,8 @@ u32 ProtocolConsole::priv_decodeOneMessage(const u8 *buffer, u32 n, sDecodeResul
     return n;
 }
 
-u32 ProtocolConsole::virt_decodeBuffer(IProtocolChannell *ch, const u8 *buffer, u32 nBytesInBuffer,
-                                       ProtocolBuffer &out, u32 *nBytesInsertedIntoOut)
+u32 ProtocolConsole::virt_decodeBuffer(IProtocolChannell *ch, const u8 *buffer, u32 nBytesInBuffer, ProtocolBuffer &out,
+                                       u32 *nBytesInsertedIntoOut)
 {
     *nBytesInsertedIntoOut = 0;
     sDecodeResult message;

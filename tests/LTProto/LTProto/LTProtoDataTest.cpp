@@ -50,12 +50,10 @@ TEST_F(DataTest, OpenRequestIsAnsweredUnderItsTicketOnce)
     Feed("33 06 00 00 00 2A");
     Sent();
     Tools::MemoryBuffer none;
-    EXPECT_TRUE(
-        m_engine->DataEnqueueOnTicket(eDataType::VARIABLE_ID, 42, eDataType::INTEGER_POSITIVE, 7, 0, none));
+    EXPECT_TRUE(m_engine->DataEnqueueOnTicket(eDataType::VARIABLE_ID, 42, eDataType::INTEGER_POSITIVE, 7, 0, none));
     EXPECT_EQ(Sent(), FramedHex("66 00 00 00 00 01 00 00 00 07")); // at once, without an ACK of the notice
     FeedAck();
-    EXPECT_TRUE(
-        m_engine->DataEnqueueOnTicket(eDataType::VARIABLE_ID, 42, eDataType::INTEGER_POSITIVE, 8, 0, none));
+    EXPECT_TRUE(m_engine->DataEnqueueOnTicket(eDataType::VARIABLE_ID, 42, eDataType::INTEGER_POSITIVE, 8, 0, none));
     EXPECT_EQ(Sent(), FramedHex("66 FF FF FF FE 06 00 00 00 2A 01 00 00 00 08"));
 }
 
@@ -114,7 +112,9 @@ TEST_F(DataTest, ClientValues)
         EXPECT_EQ(Feed(c.content), c.result);
         EXPECT_EQ(Sent(), FramedHex(c.answer));
         if (c.payload != nullptr)
+        {
             EXPECT_EQ(HexText(m_payload), c.payload);
+        }
     }
 }
 
@@ -140,8 +140,8 @@ TEST_F(DataTest, TicketedBufferGoesOutAndComesBackUnderItsOwnNumber)
         Tools::MemoryBuffer answer;
         for (u8 byte : Hex(ticket + " BE EF"))
             answer.Add(1, &byte);
-        EXPECT_TRUE(m_engine->DataEnqueueOnTicket(eDataType::VARIABLE_ID, 0xF0000000, eDataType::DATA_BUFFER, 0, 0,
-                                                  answer));
+        EXPECT_TRUE(
+            m_engine->DataEnqueueOnTicket(eDataType::VARIABLE_ID, 0xF0000000, eDataType::DATA_BUFFER, 0, 0, answer));
         EXPECT_EQ(Sent(), FramedHex("66 " + ticket + " 10 BE EF"));
         FeedAck();
     }

@@ -40,7 +40,8 @@ TEST_F(FramingTest, PacketIsFoundInWhateverReadsItArrives)
         {"in front of another packet, which is lost", {joined(request, Framed("33 06 00 00 00 2B"))}},
     };
     for (std::ptrdiff_t cut = 3; cut < static_cast<std::ptrdiff_t>(request.size()); ++cut)
-        cases.push_back({"cut in two", {{request.begin(), request.begin() + cut}, {request.begin() + cut, request.end()}}});
+        cases.push_back(
+            {"cut in two", {{request.begin(), request.begin() + cut}, {request.begin() + cut, request.end()}}});
     for (const Case &c : cases)
     {
         SCOPED_TRACE(c.name);
@@ -92,8 +93,8 @@ TEST_F(FramingTest, WhatIsNoPacketGetsNackTwoAndLeavesTheGatheringClean)
 
 TEST_F(FramingTest, PacketsBelowTheirLeastLengthAreIgnored)
 {
-    for (const char *content : {"2A", "33", "33 05 00", "33 06 00 00 00", "33 06 00 00 00 2A 00", "33 80 00", "33 07 00",
-                                "66", "66 FF FF FF FE 06 00 00 00", "AA", "AA 00 00", "07 01 02"})
+    for (const char *content : {"2A", "33", "33 05 00", "33 06 00 00 00", "33 06 00 00 00 2A 00", "33 80 00",
+                                "33 07 00", "66", "66 FF FF FF FE 06 00 00 00", "AA", "AA 00 00", "07 01 02"})
     {
         SCOPED_TRACE(content);
         EXPECT_EQ(Feed(content), eReceiveResult::Unknown);
@@ -113,12 +114,14 @@ TEST_F(FramingTest, LargestPayloadsPassAndLongerOnesAreRefused)
 
     FeedBytes({});
     EXPECT_EQ(m_device->m_asked, 65535U); // of 65545 that are free
-    std::vector<u8> content = Framed("66 FF FF FF FE 06 00 00 00 09 10" + [] {
-        std::string bytes;
-        for (int i = 0; i < 65500; ++i)
-            bytes += " 5A";
-        return bytes;
-    }());
+    std::vector<u8> content = Framed("66 FF FF FF FE 06 00 00 00 09 10" +
+                                     []
+                                     {
+                                         std::string bytes;
+                                         for (int i = 0; i < 65500; ++i)
+                                             bytes += " 5A";
+                                         return bytes;
+                                     }());
     EXPECT_EQ(FeedBytes(content), eReceiveResult::DataBuffer);
     EXPECT_EQ(m_payload.m_len, 5U + 65500U);
 }

@@ -129,7 +129,8 @@ TEST_F(TicketsTest, QueueIsBoundedInBytesAndKeepsAnswers)
 
 TEST_F(TicketsTest, PacketThatIsTooLongIsRefusedWhereItWouldBeQueued)
 {
-    const Tools::MemoryBuffer longest(LTProtocol::PACKET_PAYLOAD_MAX - 10, nullptr); // ticket, kind, id and type in front
+    const Tools::MemoryBuffer longest(LTProtocol::PACKET_PAYLOAD_MAX - 10,
+                                      nullptr); // ticket, kind, id and type in front
     EXPECT_TRUE(m_engine->DataEnqueue(eDataType::VARIABLE_ID, 1, eDataType::DATA_BUFFER, 0, 0, longest));
     EXPECT_EQ(m_device->m_sent.back().size(), 65535U);
     FeedAck();

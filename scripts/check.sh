@@ -1,0 +1,37 @@
+#!/usr/bin/env bash
+# The rules that a compiler does not know: format, layers, sizes, what the daemon links. Needs a release build.
+. "$(dirname "$0")/common.sh"
+
+SOURCES=$(git ls-files '*.h' '*.cpp')
+FAILED=0
+
+fail() {
+    say "$1"
+    FAILED=1
+}
+
+# forbid FOLDER PATTERN WHY: no file of FOLDER includes what PATTERN names.
+forbid() {
+    if grep -rnE "#include \"($2)/" "$1"; then
+        fail "$3"
+    fi
+}
+
+# shellcheck disable=SC2086
+clang-format --dry-run --Werror $SOURCES || fail "Not formatted: run clang-format -i"
+
+forbid toviCommonLib 'LTProto|LumoBridge|LumoClient|LumoSmuSim|tests' "toviCommonLib includes upwards"
+forbid LTProto 'LumoBridge|LumoClient|LumoSmuSim|tests' "LTProto includes upwards"
+forbid LumoBridge 'LumoClient|LumoSmuSim|tests' "LumoBridge includes sideways"
+forbid LumoClient 'LumoBridge|LumoSmuSim|tests' "LumoClient includes sideways"
+forbid LumoSmuSim 'LumoBridge|LumoClient|tests' "LumoSmuSim includes sideways"
+
+# shellcheck disable=SC2086
+LONG=$(wc -l $SOURCES | awk '$2 != "total" && $1 > 500')
+[ -z "$LONG" ] || fail "Files above 500 lines: $LONG"
+
+LINKED=$(readelf -d build/release/bin/LumoBridge | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p')
+OTHERS=$(grep -vE '^(libstdc\+\+|libc|libpthread|libgcc_s|libm|ld-linux.*)\.so' <<<"$LINKED" || true)
+[ -z "$OTHERS" ] || fail "The daemon links $OTHERS"
+
+[ $FAILED -eq 0 ]

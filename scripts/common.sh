@@ -1,0 +1,37 @@
+# Shared by the scripts: where the project is, one line for each step, the tools to build with. To be sourced.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+
+BUILD_TOOLS=(g++ cmake ninja-build libgtest-dev libcli11-dev)
+
+say() {
+    printf '==> %s\n' "$*"
+}
+
+# need_packages NAME...: installs those that are missing.
+need_packages() {
+    local missing=() name
+    for name in "$@"; do
+        dpkg-query -W -f '${Status}' "$name" 2>/dev/null | grep -q '^install ok installed$' || missing+=("$name")
+    done
+    [ ${#missing[@]} -eq 0 ] && return 0
+    say "Installing ${missing[*]}"
+    local root=()
+    [ "$(id -u)" -eq 0 ] || root=(sudo)
+    "${root[@]}" apt-get update -qq
+    DEBIAN_FRONTEND=noninteractive "${root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+}
+
+# build_preset NAME: configures and builds one kind of build.
+build_preset() {
+    say "Building $1"
+    cmake --preset "$1" >/dev/null
+    cmake --build --preset "$1" -- --quiet
+}
+
+# test_preset NAME: runs the whole suite of one kind of build.
+test_preset() {
+    build_preset "$1"
+    say "Testing $1"
+    ctest --preset "$1" --parallel "$(nproc)" --progress
+}

@@ -1,0 +1,58 @@
+// The real daemon as a child process: its arguments, its keyboard, what it prints and how it ends.
+#pragma once
+
+#include "tests/TempFolder.h"
+#include "tests/endToEnd/Descriptor.h"
+
+#include <csignal>
+#include <memory>
+#include <optional>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+class BridgeProcess
+{
+  public:
+    enum class eKeyboard
+    {
+        pipe,
+        terminal, // a terminal of its own, in the foreground
+        closed    // descriptor 0 is not open
+    };
+
+    // Starts the daemon in a folder of its own, or in `folder`.
+    explicit BridgeProcess(std::vector<std::string> arguments, eKeyboard keyboard = eKeyboard::pipe,
+                           const std::string &folder = "");
+    ~BridgeProcess(); // ends what still runs
+    BridgeProcess(const BridgeProcess &) = delete;
+    BridgeProcess &operator=(const BridgeProcess &) = delete;
+
+    void type(const std::string &keys) const { m_keyboard.write({keys.begin(), keys.end()}); }
+    void signal(int number) const { kill(m_pid, number); }
+    pid_t pid() const { return m_pid; }
+    std::string folder() const { return m_folder.path(); }
+
+    // Reads its output until `text` has come; false when it ended, or was silent for too long, before.
+    bool prints(const std::string &text);
+
+    // Waits for its end: its exit status, or -1 when a signal killed it.
+    int status();
+
+    // All that it printed until its end.
+    const std::string &output();
+
+    const Descriptor &keyboard() const { return m_keyboard; }
+
+  private:
+    void runChild(const std::vector<std::string> &arguments, eKeyboard keyboard, const std::string &folder, int input,
+                  int output) const;
+
+    TempFolder m_folder;
+    Descriptor m_keyboard;
+    Descriptor m_printed;
+    std::string m_output;
+    size_t m_seen = 0; // of m_output, by `prints`
+    pid_t m_pid = -1;
+    std::optional<int> m_status;
+};

@@ -1,0 +1,116 @@
+// A descriptor with an owner, and reads from it that end when bytes come, at the latest after a patience that only a
+// broken program uses up.
+#pragma once
+
+#include "toviCommonLib/toviTypes.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <string>
+#include <sys/socket.h>
+#include <unistd.h>
+#include <utility>
+#include <vector>
+
+constexpr int PATIENCE_MSEC = 20000;
+
+class Descriptor
+{
+  public:
+    Descriptor() = default;
+    explicit Descriptor(int fd) : m_fd(fd) {}
+    ~Descriptor() { reset(); }
+    Descriptor(Descriptor &&other) noexcept : m_fd(std::exchange(other.m_fd, -1)) {}
+    Descriptor &operator=(Descriptor &&other) noexcept
+    {
+        std::swap(m_fd, other.m_fd);
+        return *this;
+    }
+
+    int get() const { return m_fd; }
+    void reset()
+    {
+        if (m_fd >= 0)
+            close(m_fd);
+        m_fd = -1;
+    }
+
+    void write(const std::vector<u8> &bytes) const
+    {
+        for (size_t done = 0; done < bytes.size();)
+        {
+            const ssize_t n = ::write(m_fd, bytes.data() + done, bytes.size() - done);
+            if (n <= 0)
+                return;
+            done += static_cast<size_t>(n);
+        }
+    }
+
+    // Appends what one read gives; false at the end, on an error, or when patience is over.
+    bool readInto(std::vector<u8> &out, size_t most = 65536) const
+    {
+        pollfd source{m_fd, POLLIN, 0};
+        if (poll(&source, 1, PATIENCE_MSEC) != 1)
+            return false;
+        const size_t before = out.size();
+        out.resize(before + most);
+        const ssize_t n = ::read(m_fd, out.data() + before, most);
+        out.resize(before + static_cast<size_t>(n > 0 ? n : 0));
+        return n > 0;
+    }
+
+    // Exactly `count` bytes; fewer when the peer ended.
+    std::vector<u8> readExactly(size_t count) const
+    {
+        std::vector<u8> bytes;
+        while (bytes.size() < count && readInto(bytes, count - bytes.size()))
+        {
+        }
+        return bytes;
+    }
+
+  private:
+    int m_fd = -1;
+};
+
+inline sockaddr_in addressOf(const std::string &ip, u16 port)
+{
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = inet_addr(ip.c_str());
+    address.sin_port = htons(port);
+    return address;
+}
+
+constexpr int SMALL_BUFFER = 4096;
+
+inline void limitReceiveBuffer(const Descriptor &socket, int bytes)
+{
+    setsockopt(socket.get(), SOL_SOCKET, SO_RCVBUF, &bytes, sizeof bytes);
+}
+
+// A connected socket, or none; with a receive buffer of the system's size for 0.
+inline Descriptor connectTo(const std::string &ip, u16 port, int receiveBuffer = 0)
+{
+    Descriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    if (receiveBuffer != 0)
+        limitReceiveBuffer(socket, receiveBuffer);
+    const sockaddr_in address = addressOf(ip, port);
+    if (connect(socket.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0)
+        socket.reset();
+    return socket;
+}
+
+// A listening socket on any free port of 127.0.0.1.
+inline Descriptor listenAnywhere(u16 *port)
+{
+    Descriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    sockaddr_in address = addressOf("127.0.0.1", 0);
+    socklen_t size = sizeof address;
+    bind(socket.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address);
+    listen(socket.get(), 5);
+    getsockname(socket.get(), reinterpret_cast<sockaddr *>(&address), &size);
+    *port = ntohs(address.sin_port);
+    return socket;
+}

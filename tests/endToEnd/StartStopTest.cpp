@@ -1,0 +1,187 @@
+// How the daemon starts and ends: messages, exit statuses, keyboard, signals, the end of the machine's link.
+#include "tests/endToEnd/BridgeFixture.h"
+
+#include <sys/stat.h>
+#include <termios.h>
+
+namespace
+{
+
+using StartStopTest = BridgeTest;
+using eKeyboard = BridgeProcess::eKeyboard;
+
+} // namespace
+
+TEST_F(StartStopTest, KeyboardEndsIt)
+{
+    for (const char *key : {"x", "X", "abcx"})
+    {
+        ASSERT_NO_FATAL_FAILURE(start());
+        m_bridge->type(key);
+        EXPECT_EQ(m_bridge->status(), 0);
+        EXPECT_NE(m_bridge->output().find(" - Program exit\n"), std::string::npos);
+        EXPECT_NE(m_bridge->output().find("\nProgram end\n\n"), std::string::npos);
+        EXPECT_EQ(m_smu.receive(), "c8 a6 02");
+        EXPECT_EQ(m_smu.receive(), "");
+    }
+}
+
+TEST_F(StartStopTest, TerminalIsReadKeyByKeyAndIsAsBeforeAfterwards)
+{
+    launch({}, eKeyboard::terminal);
+    termios before{};
+    tcgetattr(m_bridge->keyboard().get(), &before);
+    m_smu.take();
+    ASSERT_TRUE(m_bridge->prints("Max payload lenght"));
+    m_bridge->type("ax"); // no line end
+    EXPECT_EQ(m_bridge->status(), 0);
+    termios after{};
+    tcgetattr(m_bridge->keyboard().get(), &after);
+    EXPECT_EQ(after.c_lflag, before.c_lflag);
+    EXPECT_EQ(after.c_iflag, before.c_iflag);
+}
+
+TEST_F(StartStopTest, SignalsEndItAsTheKeyboardDoes)
+{
+    for (int number : {SIGTERM, SIGINT})
+    {
+        ASSERT_NO_FATAL_FAILURE(startWithClient());
+        m_bridge->signal(number);
+        EXPECT_EQ(m_bridge->status(), 0);
+        EXPECT_NE(m_bridge->output().find("Program exit"), std::string::npos);
+        EXPECT_NE(m_bridge->output().find("Program end"), std::string::npos);
+    }
+}
+
+TEST_F(StartStopTest, SignalEndsTheConnectionAttempts)
+{
+    launch(); // connected by the system, but nobody answers the handshake
+    ASSERT_TRUE(m_bridge->prints("Parametri avvio programma:"));
+    m_bridge->signal(SIGTERM);
+    EXPECT_EQ(m_bridge->status(), 0);
+    EXPECT_NE(m_bridge->output().find("Program exit"), std::string::npos);
+}
+
+TEST_F(StartStopTest, MachineEndsIt)
+{
+    const std::pair<const char *, const char *> cases[] = {{"die", "rcv DIE message\n"}, {"close", ""}, {"loss", ""}};
+    for (const auto &[how, line] : cases)
+    {
+        SCOPED_TRACE(how);
+        ASSERT_NO_FATAL_FAILURE(startWithClient());
+        if (*how == 'd')
+            m_smu.send("00 05 00 00");
+        else if (*how == 'c')
+            m_smu.sendRaw(Hex("C8 A6 02"));
+        else
+            m_smu.leave();
+        EXPECT_EQ(m_bridge->status(), 0);
+        EXPECT_NE(m_bridge->output().find(line), std::string::npos);
+        EXPECT_EQ(m_bridge->output().find("Program exit"), std::string::npos);
+        EXPECT_EQ(m_client->receive(), "");
+    }
+}
+
+TEST_F(StartStopTest, NoLinkChosenEndsItAfterTheConnection)
+{
+    BridgeProcess bridge({"-server", "127.0.0.1:" + std::to_string(m_smu.port())});
+    m_smu.take();
+    EXPECT_EQ(bridge.status(), 0);
+    EXPECT_NE(bridge.output().find("Error: connection type undefined"), std::string::npos);
+}
+
+TEST_F(StartStopTest, UnreachableMachineIsTriedFiveTimes)
+{
+    u16 port = 0;
+    listenAnywhere(&port).reset(); // free again, and nobody listens
+    const std::string server = "127.0.0.1:" + std::to_string(port);
+    BridgeProcess bridge({"-server", server, "-socket", m_ip});
+    EXPECT_EQ(bridge.status(), 255);
+    EXPECT_NE(bridge.output().find("ERR: unable to connect " + server), std::string::npos);
+}
+
+TEST_F(StartStopTest, ClientLinkThatCannotBeOpened)
+{
+    const std::vector<std::string> cases[] = {
+        {"-socket", "70000"},
+        {"-socket", m_ip + ":70000"},
+        {"-socket", "10.255.255.1:7000"},
+        {"-socket", "1." + std::string(200, '1')},
+        {"-uart", "/nowhere"},
+    };
+    for (const std::vector<std::string> &link : cases)
+    {
+        SCOPED_TRACE(link[1]);
+        BridgeProcess bridge({"-server", "127.0.0.1:" + std::to_string(m_smu.port()), link[0], link[1]});
+        m_smu.take();
+        EXPECT_EQ(bridge.status(), 0);
+        EXPECT_NE(bridge.output().find("LTProto::Init Error"), std::string::npos);
+        EXPECT_NE(bridge.output().find("ERR: Unable to open main communication channel"), std::string::npos);
+    }
+}
+
+TEST_F(StartStopTest, PayloadOutsideItsRangeGivesTheDefault)
+{
+    const std::pair<const char *, const char *> cases[] = {
+        {"0", "50000"}, {"1", "1"}, {"65535", "65535"}, {"65536", "50000"}};
+    for (const auto &[payload, effective] : cases)
+    {
+        launch({"-payload", payload});
+        m_smu.take();
+        EXPECT_TRUE(m_bridge->prints(std::string("Max payload lenght ") + effective + " bytes"));
+        stop();
+    }
+}
+
+TEST_F(StartStopTest, ArgumentsAreReadAsAFormatWithoutHarm)
+{
+    ASSERT_NO_FATAL_FAILURE(start({"100%%", "%s%n%999999999d%*d", "50%"}));
+    stop();
+    EXPECT_NE(m_bridge->output().find(" 100%  50%"), std::string::npos);
+}
+
+TEST_F(StartStopTest, LogFileHoldsTheTrace)
+{
+    ASSERT_NO_FATAL_FAILURE(start({"-logfile", "bridge.log", "-logdim", "100000"}));
+    stop();
+    std::ifstream log(m_bridge->folder() + "/bridge.log");
+    const std::string text{std::istreambuf_iterator<char>(log), {}};
+    EXPECT_NE(text.find("Parametri avvio programma:"), std::string::npos);
+    EXPECT_NE(text.find("Program exit"), std::string::npos);
+}
+
+TEST_F(StartStopTest, ClosedStandardInputHarmsNothing)
+{
+    launch({}, eKeyboard::closed);
+    m_smu.take();
+    ASSERT_TRUE(m_bridge->prints("Max payload lenght"));
+    connectClient();
+    m_client->send("33 80 00 00 00 09");
+    EXPECT_EQ(m_client->receive(), framed("66 FF FF FF FF 11"));
+    m_bridge->signal(SIGTERM);
+    EXPECT_EQ(m_bridge->status(), 0);
+}
+
+TEST_F(StartStopTest, FolderThatIsGoneGivesAMessage)
+{
+    const TempFolder outer;
+    const std::string gone = outer.path("gone");
+    mkdir(gone.c_str(), 0700);
+    const std::string script =
+        "cd '" + gone + "' && rmdir '" + gone + "' && '" + LUMO_BRIDGE_PATH + "' > ../out; echo $?";
+    FILE *shell = popen(script.c_str(), "r");
+    char status[16] = {};
+    ASSERT_NE(fgets(status, sizeof status, shell), nullptr);
+    pclose(shell);
+    EXPECT_STREQ(status, "255\n");
+}
+
+TEST_F(StartStopTest, VersionAndHelp)
+{
+    BridgeProcess version({"-socket", "5000", "--version"});
+    EXPECT_EQ(version.status(), 0);
+    EXPECT_EQ(version.output(), "\n" + std::string(LUMO_BRIDGE_PATH) + " v1.00.00\n\n");
+    BridgeProcess help({"--help"});
+    EXPECT_EQ(help.status(), 0);
+    EXPECT_NE(help.output().find("-socket"), std::string::npos);
+}

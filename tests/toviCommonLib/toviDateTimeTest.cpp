@@ -1,0 +1,189 @@
+#include "toviCommonLib/toviDateTime.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <gtest/gtest.h>
+
+using namespace tovi;
+
+namespace
+{
+
+DateTime at(u16 year, u16 month, u16 day, u32 hour = 0, u32 minute = 0, u32 sec = 0, u32 ms = 0)
+{
+    DateTime value;
+    value.date.setYMD(year, month, day);
+    value.time.setHMS(hour, minute, sec, ms);
+    return value;
+}
+
+// What the format operation of a Date, Time24 or DateTime writes into a buffer of this size.
+template <typename Value, typename... Separators>
+std::string in(u32 size, const Value &value, u32 (Value::*format)(char *, u32, Separators...) const, Separators... sep)
+{
+    char out[32] = "unchanged";
+    const u32 length = (value.*format)(out, size, sep...);
+    EXPECT_EQ(length, (size == 0) ? 0 : std::strlen(out));
+    return out;
+}
+
+std::string text(const DateTime &value)
+{
+    return in(32, value, &DateTime::formatAs_YYYYMMDDHHMMSS, ' ', '-', ':');
+}
+std::string text(const Date &value)
+{
+    return in(32, value, &Date::formatAs_YYYYMMDD, '-');
+}
+std::string text(const Time24 &value)
+{
+    return in(32, value, &Time24::formatAs_HHMMSSmsec, '.');
+}
+
+// Zones are written out, so that they need no zone files.
+void useZone(const char *zone)
+{
+    setenv("TZ", zone, 1);
+    tzset();
+}
+constexpr const char *EUROPE = "CET-1CEST,M3.5.0,M10.5.0/3";
+constexpr const char *MIDNIGHT_SKIPPED = "BRT3BRST,M10.3.0/0,M2.3.0/0"; // 20 October 2024 starts at 01:00
+
+TEST(DateTime, FormatsWholePartsOrNone)
+{
+    const DateTime v = at(2024, 2, 29, 7, 8, 9, 10);
+    const auto day = &Date::formatAs_YYYYMMDD;
+    EXPECT_EQ(in(11, v.date, day, '-'), "2024-02-29");
+    EXPECT_EQ(in(10, v.date, day, '-'), "");
+    EXPECT_EQ(in(9, v.date, day, '\0'), "20240229");
+    EXPECT_EQ(in(0, v.date, day, '\0'), "unchanged");
+    EXPECT_EQ(in(11, at(12024, 2, 9).date, day, '-'), "");
+    EXPECT_EQ(in(9, v.time, &Time24::formatAs_HHMMSS, ':'), "07:08:09");
+    EXPECT_EQ(in(8, v.time, &Time24::formatAs_HHMMSS, ':'), "");
+    EXPECT_EQ(in(7, v.time, &Time24::formatAs_HHMMSS, '\0'), "070809");
+    EXPECT_EQ(in(13, v.time, &Time24::formatAs_HHMMSSmsec, '.'), "07.08.09.010");
+    EXPECT_EQ(in(12, v.time, &Time24::formatAs_HHMMSSmsec, '.'), "");
+    EXPECT_EQ(in(10, v.time, &Time24::formatAs_HHMMSSmsec, '\0'), "070809010");
+    const auto both = &DateTime::formatAs_YYYYMMDDHHMMSS;
+    EXPECT_EQ(in(20, v, both, ' ', '-', ':'), "2024-02-29 07:08:09");
+    EXPECT_EQ(in(19, v, both, ' ', '-', ':'), "2024-02-29 ");
+    EXPECT_EQ(in(11, v, both, ' ', '-', ':'), "2024-02-29");
+    EXPECT_EQ(in(10, v, both, ' ', '-', ':'), "");
+    EXPECT_EQ(in(15, v, both, '\0', '\0', '\0'), "20240229070809");
+}
+
+TEST(Date, PacksAndReadsEightCharacters)
+{
+    Date value = at(0xFFFF, 0x10C, 0x11F).date;
+    EXPECT_EQ(value.ts, 0xFFFF0C1Fu); // month and day stay in their 8 bits
+    EXPECT_FALSE(value.setFromYYYYMMDD(nullptr));
+    EXPECT_FALSE(value.setFromYYYYMMDD("2024021"));
+    EXPECT_EQ(value.ts, 0xFFFF0C1Fu);
+    EXPECT_TRUE(value.setFromYYYYMMDD("20240229"));
+    EXPECT_EQ(value.ts, 0x07E8021Du);
+    EXPECT_TRUE(value.setFromYYYYMMDD("20x4 17/")); // 20, nothing, 7
+    EXPECT_EQ(value.ts, 0x00140007u);
+}
+
+TEST(Date, KnowsTheDayOfTheWeek)
+{
+    EXPECT_EQ(at(1900, 3, 1).date.getDayOfWeek(), eDayOfWeek::thursday); // no leap year
+    EXPECT_EQ(at(2000, 2, 29).date.getDayOfWeek(), eDayOfWeek::tuesday);
+    EXPECT_EQ(at(2024, 13, 32).date.getDayOfWeek(), eDayOfWeek::saturday); // 1 February 2025
+    EXPECT_EQ(at(2024, 0, 0).date.getDayOfWeek(), eDayOfWeek::thursday);   // 30 November 2023
+}
+
+TEST(Time24, PacksAndReadsSixCharactersAndKeepsTheUnusedBits)
+{
+    Time24 value{0xA8000000};
+    value.setHMS(32 + 1, 64 + 2, 64 + 3, 1024 + 4); // numbers stay in their fields
+    EXPECT_EQ(value.ts, 0xA8000000 | (1u << 22) | (2u << 16) | (3u << 10) | 4u);
+    EXPECT_FALSE(value.setFromHHMMSS(nullptr));
+    EXPECT_FALSE(value.setFromHHMMSS("12345"));
+    EXPECT_TRUE(value.setFromHHMMSS("1x:4598")); // 1, nothing, 59
+    EXPECT_EQ(value.ts, 0xA8000000 | (1u << 22) | (59u << 10) | 4u);
+}
+
+TEST(Time24, AddsPastMidnightAndSubtractsDownToIt)
+{
+    Time24 value = at(0, 0, 0, 23, 0, 0, 999).time;
+    value.add(2, 0, 0, 1);
+    EXPECT_EQ(text(value), "25.00.01.000");
+    value.add(0xFFFFFFFF, 0, 0, 0); // 4294967320 hours in 5 bits
+    EXPECT_EQ(text(value), "24.00.01.000");
+    value.sub(0, 0, 1, 1);
+    EXPECT_EQ(text(value), "23.59.59.999");
+    value.sub(24, 0, 0, 0);
+    EXPECT_EQ(text(value), "00.00.00.000");
+}
+
+TEST(DateTime, AddsOnTheLocalCalendar)
+{
+    useZone(EUROPE);
+    DateTime value = at(2023, 12, 31, 23, 59, 59, 123);
+    EXPECT_TRUE(value.addYMDHIS(0, 0, 0, 0, 0, 1));
+    EXPECT_EQ(text(value), "2024-01-01 00:00:00");
+    EXPECT_TRUE(value.addYMDHIS(-1, 2, -1, 25, -61, 0)); // 28 February, 25:00 less 61 minutes
+    EXPECT_EQ(text(value), "2023-02-28 23:59:00");
+    EXPECT_EQ(value.time.getMSec(), 123);
+    value = at(1970, 1, 1, 0, 59, 58); // the last second before 1970 UTC is no failure
+    EXPECT_TRUE(value.addYMDHIS(0, 0, 0, 0, 0, 1));
+    EXPECT_FALSE(value.addYMDHIS(-1971, 0, 0, 0, 0, 0));
+    EXPECT_EQ(text(value), "1970-01-01 00:59:59");
+}
+
+TEST(Date, AddsWholeDays)
+{
+    useZone(MIDNIGHT_SKIPPED);
+    Date value = at(2024, 1, 31).date;
+    EXPECT_TRUE(value.addYMD(0, 1, 0)); // 31 February
+    EXPECT_EQ(text(value), "2024-03-02");
+    EXPECT_TRUE(value.addYMD(0, 7, 18)); // to the day without a midnight
+    EXPECT_FALSE(value.addYMD(0xFFFFFFFF, 0, 0));
+    EXPECT_FALSE(value.addYMD(65536 - 2024, 0, 0));
+    EXPECT_EQ(text(value), "2024-10-20");
+}
+
+TEST(DateTime, DifferenceCountsDaylightSavingAndNoMilliseconds)
+{
+    useZone(EUROPE);
+    EXPECT_EQ(DateTime::diff_seconds(at(2024, 3, 31, 0, 0, 0, 999), at(2024, 4, 1)), -23 * 3600);
+    EXPECT_EQ(DateTime::diff_seconds(at(2024, 10, 28), at(2024, 10, 27)), 25 * 3600);
+    EXPECT_EQ(DateTime::diff_seconds(at(2100, 1, 1), at(1970, 1, 1)), (130LL * 365 + 32) * 86400);
+}
+
+TEST(DateTime, NowIsTheSystemsTime)
+{
+    useZone("UTC0"); // no hour comes twice
+    DateTime now;
+    const std::time_t before = std::time(nullptr);
+    now.setNow();
+    EXPECT_GE(DateTime::diff_seconds(now, at(1970, 1, 1)), before);
+    EXPECT_LE(DateTime::diff_seconds(now, at(1970, 1, 1)), std::time(nullptr));
+    Date today;
+    today.setNow();
+    EXPECT_GE(today.ts, now.date.ts);
+}
+
+TEST(DateTime, ComparesDateThenTimeOfDayWithoutItsUnusedBits)
+{
+    const DateTime early = at(2024, 1, 2, 23);
+    const DateTime marked{early.date, {early.time.ts | 0x80000000}};
+    EXPECT_LT(marked, at(2024, 1, 3, 1));
+    EXPECT_GT(at(2024, 1, 2, 23, 0, 0, 1), marked);
+    EXPECT_LE(marked, early);
+    EXPECT_GE(early, marked);
+}
+
+TEST(DateTime, FindsEuropeanSummerTime)
+{
+    DateTime start, end;
+    DateTime::calcEuropeanSummerTimeStartAndEndDateTime(2024, &start, &end);
+    EXPECT_EQ(text(start), "2024-03-31 02:00:00");
+    EXPECT_EQ(text(end), "2024-10-27 03:00:00");
+    DateTime::calcEuropeanSummerTimeStartAndEndDateTime(2026, &start, &end);
+    EXPECT_EQ(text(start), "2026-03-29 02:00:00");
+}
+
+} // namespace
