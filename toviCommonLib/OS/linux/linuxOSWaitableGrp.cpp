@@ -9,6 +9,14 @@ constexpr u32 MASK_COMMON = EPOLLIN | EPOLLPRI | EPOLLERR | EPOLLHUP;
 constexpr u32 MASK_SOCKET = MASK_COMMON | EPOLLRDHUP; // 0x201B
 constexpr u32 MASK_EVENT = MASK_COMMON | EPOLLET;     // 0x8000001B
 
+// Frees the first record of a list. Its link is taken out first: it lives in the record.
+template <class TRecord>
+void removeHead(tovi::AllocatorPtr<TRecord> &head)
+{
+    tovi::AllocatorPtr<TRecord> rest = std::move(head->next);
+    head = std::move(rest);
+}
+
 } // namespace
 
 int OSWaitableGrp::sRecord::descriptor() const
@@ -35,7 +43,7 @@ bool OSWaitableGrp::cleanAll()
 {
     const bool hadRecords = base != nullptr;
     while (base)
-        base = std::move(base->next);
+        removeHead(base);
     nEventsReady = 0;
     if (hfd >= 0)
         close(hfd);
@@ -143,8 +151,7 @@ void OSWaitableGrp::priv_findAndRemove(int descriptor)
             if (events[i].data.ptr == link->get())
                 events[i].data.ptr = nullptr;
         }
-        tovi::AllocatorPtr<sRecord> rest = std::move((*link)->next);
-        *link = std::move(rest);
+        removeHead(*link);
         return;
     }
 }
