@@ -60,7 +60,9 @@ std::unique_ptr<TcpChannel> openOne(const addrinfo &address, u64 deadlineMSec)
     auto channel = std::make_unique<TcpChannel>(socketId);
     const int on = 1;
     setsockopt(socketId, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on); // a packet waits for no other
-    return connectBy(socketId, address, deadlineMSec) ? std::move(channel) : nullptr;
+    if (!connectBy(socketId, address, deadlineMSec))
+        return nullptr;
+    return channel;
 }
 
 } // namespace

@@ -14,30 +14,31 @@ namespace LTProtocol
 namespace
 {
 
-// The types that the two signs choose under a type name.
+// The types that the two signs of a number choose; both the same where there is no sign.
 struct TypeChoice
 {
     eDataType positive;
     eDataType negative;
 };
 
+constexpr std::pair<std::string_view, TypeChoice> SHORT_NAMES[] = {
+    {"int", {eDataType::INTEGER_POSITIVE, eDataType::INTEGER_NEGATIVE}},
+    {"dec", {eDataType::DECIMAL_POSITIVE, eDataType::DECIMAL_NEGATIVE}},
+    {"text", {eDataType::STRING_UTF, eDataType::STRING_UTF}},
+    {"bytes", {eDataType::DATA_BUFFER, eDataType::DATA_BUFFER}},
+    {"null", {eDataType::NULL_DATA, eDataType::NULL_DATA}},
+};
+
 std::optional<TypeChoice> ChoiceOf(std::string_view typeName)
 {
-    using enum eDataType;
-    if (typeName == "int")
-        return TypeChoice{INTEGER_POSITIVE, INTEGER_NEGATIVE};
-    if (typeName == "dec")
-        return TypeChoice{DECIMAL_POSITIVE, DECIMAL_NEGATIVE};
-    if (typeName == "text")
-        return TypeChoice{STRING_UTF, STRING_UTF};
-    if (typeName == "bytes")
-        return TypeChoice{DATA_BUFFER, DATA_BUFFER};
-    if (typeName == "null")
-        return TypeChoice{NULL_DATA, NULL_DATA};
-    for (eDataType exact :
-         {INTEGER_POSITIVE, INTEGER_NEGATIVE, DECIMAL_POSITIVE, DECIMAL_NEGATIVE, STRING_UTF, DATA_BUFFER, NULL_DATA})
-        if (typeName == DataTypeName(exact))
-            return TypeChoice{exact, exact};
+    for (const auto &[shortName, choice] : SHORT_NAMES)
+    {
+        if (typeName == shortName)
+            return choice;
+        for (eDataType exact : {choice.positive, choice.negative})
+            if (typeName == DataTypeName(exact))
+                return TypeChoice{exact, exact};
+    }
     return std::nullopt;
 }
 

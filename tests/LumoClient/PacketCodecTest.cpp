@@ -12,17 +12,19 @@ using LTProtocol::eCommandType;
 
 const Bytes ACK = Hex("60 00 05 2A 01 59 E2");
 
+using Packets = std::vector<std::string>;
+
 // What the decoder yields, as "type/payload length" texts.
-std::vector<std::string> Drain(PacketDecoder &decoder)
+Packets Drain(PacketDecoder &decoder)
 {
-    std::vector<std::string> packets;
+    Packets packets;
     while (const std::optional<Packet> packet = decoder.next())
         packets.push_back(std::to_string(static_cast<int>(packet->type)) + "/" +
                           std::to_string(packet->payload.size()));
     return packets;
 }
 
-std::vector<std::string> Decode(PacketDecoder &decoder, const Bytes &bytes)
+Packets Decode(PacketDecoder &decoder, const Bytes &bytes)
 {
     decoder.feed(bytes);
     return Drain(decoder);
@@ -36,17 +38,16 @@ Bytes Joined(std::initializer_list<Bytes> parts)
     return all;
 }
 
-using Packets = std::vector<std::string>;
-
-TEST(PacketCodec, EncodesTheAckPacket)
+TEST(PacketCodec, EncodesTheAckPacketAndNothingBeyondTheLongest)
 {
     EXPECT_EQ(encodePacket(eCommandType::CMD, Hex("01")), ACK);
+    EXPECT_TRUE(encodePacket(eCommandType::DATA, Bytes(65530)).empty());
 }
 
-TEST(PacketCodec, RefusesOnlyPayloadsBeyondTheLongest)
+TEST(PacketDecoder, TakesTheLongestPacket)
 {
-    EXPECT_EQ(encodePacket(eCommandType::DATA, Bytes(65529)).size(), 65535u);
-    EXPECT_TRUE(encodePacket(eCommandType::DATA, Bytes(65530)).empty());
+    PacketDecoder decoder;
+    EXPECT_EQ(Decode(decoder, encodePacket(eCommandType::DATA, Bytes(65529))), Packets{"102/65529"});
 }
 
 TEST(PacketDecoder, TakesEverySplitOfTwoPacketsBehindGarbage)
@@ -88,20 +89,6 @@ TEST(PacketDecoder, CountsLengthsThatNoPacketHas)
     PacketDecoder decoder;
     EXPECT_EQ(Decode(decoder, Joined({Hex("60 00 03 2A"), Hex("60 FF FE 2A"), ACK})), Packets{"42/1"});
     EXPECT_EQ(decoder.damagedCount(), 2u);
-}
-
-TEST(PacketDecoder, FindsTheLongestPacket)
-{
-    PacketDecoder decoder;
-    EXPECT_EQ(Decode(decoder, encodePacket(eCommandType::DATA, Bytes(65529))), Packets{"102/65529"});
-}
-
-TEST(PacketDecoder, FindsTheGoodPacketBehindAFalseMark)
-{
-    PacketDecoder decoder;
-    EXPECT_EQ(Decode(decoder, Joined({Hex("60 7F FF"), ACK})), Packets{});
-    decoder.skipPartial();
-    EXPECT_EQ(Drain(decoder), Packets{"42/1"});
 }
 
 } // namespace
