@@ -1,0 +1,70 @@
+// What the simulated machine does: with the bridge's messages, with typed commands and as time passes.
+// It holds no socket: it takes one thing at a time and returns what is to be sent and shown. Used by one thread.
+#pragma once
+
+#include "LumoSmuSim/Variables.h"
+#include "toviCommonLib/toviSMUConn.h"
+
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace LumoSmuSim
+{
+
+struct Message
+{
+    u16 what = 0;
+    u16 userValue = 0;
+    std::vector<u8> payload;
+
+    bool operator==(const Message &) const = default;
+};
+
+struct Reaction
+{
+    std::vector<Message> messages;  // for the bridge, in order
+    std::vector<std::string> lines; // for people, one event each, safe on a terminal
+};
+
+class Machine
+{
+  public:
+    // A message of the bridge. A variable message is a request unless it carries a value that the variable accepts: the
+    // bridge's requests carry whatever value its record held before, so the kind of the variable has to tell.
+    Reaction take(const tovi::SMUConn::sDecodedMsg &message);
+
+    // A typed line, such as "set 4 95"; `helpText` names them all.
+    Reaction command(std::string_view line);
+
+    // One step of the temperatures; their values are pushed.
+    Reaction drift();
+
+    u32 driftMSec() const { return m_driftMSec; } // time between two steps, 0 for none
+    bool isToQuit() const { return m_isToQuit; }
+
+    static const char *helpText();
+
+  private:
+    using Payload = std::span<const u8>;
+
+    Reaction takeCommand(Payload payload) const;
+    Reaction takeVariable(Payload payload);
+    Reaction takeBuffer(Payload payload) const;
+    Reaction takeFile(Payload payload) const;
+    Reaction answerRequest(u32 varId);
+
+    Reaction commandSet(u32 varId, std::string_view text);
+    Reaction commandRequest(u32 varId);
+    Reaction commandBuffer(u32 varId, std::string_view hex) const;
+    Reaction commandDrift(u32 msec);
+    Reaction commandList() const;
+
+    Variables m_variables;
+    u32 m_driftMSec = 0;
+    u16 m_pingCount = 0;
+    bool m_isToQuit = false;
+};
+
+} // namespace LumoSmuSim

@@ -1,0 +1,17 @@
+// What both halves of Machine share. Pure functions.
+#pragma once
+
+#include "LumoSmuSim/Machine.h"
+
+namespace LumoSmuSim
+{
+
+constexpr size_t SHOWN_BYTES_MAX = 32;
+
+Message valueMessage(u32 varId, const Value &value);
+
+// Hexadecimal of the first bytes, with the count when there are more.
+std::string shownBytes(std::span<const u8> bytes);
+std::string shownValue(const Value &value);
+
+} // namespace LumoSmuSim

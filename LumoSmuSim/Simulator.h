@@ -1,0 +1,60 @@
+// The simulator's loop: one bridge at a time, standard input and timers around one Machine. One thread runs it all,
+// between platform::termination_trap with tovi::init and their counterparts.
+#pragma once
+
+#include "LumoSmuSim/BridgeLink.h"
+
+#include <memory>
+#include <optional>
+
+namespace LumoSmuSim
+{
+
+struct Settings
+{
+    std::string address = "127.0.0.1";  // dotted
+    u16 port = tovi::smu::PORT_DEFAULT; // 0: any free one
+    u32 driftMSec = 0;
+    std::vector<std::string> commands; // given once, when the first bridge is at work
+    bool quitsAtInputEnd = false;
+};
+
+class Simulator
+{
+  public:
+    explicit Simulator(const Settings &settings);
+    ~Simulator();
+    Simulator(const Simulator &) = delete;
+    Simulator &operator=(const Simulator &) = delete;
+
+    // Prints "listening on ADDRESS:PORT". False when the address cannot be listened on.
+    bool listen();
+
+    // Runs until `quit`, SIGINT, SIGTERM, or the end of standard input when that is to end it.
+    void run();
+
+  private:
+    int pollTimeoutMSec() const;
+    void acceptBridge();
+    void serveBridge();
+    void dropBridge();
+    void readInput();
+    void endInput();
+    void runTimers();
+    void doCommand(std::string_view line);
+    void react(const Reaction &reaction);
+    bool isDrifting() const { return m_machine.driftMSec() != 0 && isBridgeIdentified(); }
+    bool isBridgeIdentified() const { return m_bridge && m_bridge->isIdentified(); }
+
+    Settings m_settings;
+    Machine m_machine;
+    OSSocket m_listener;
+    std::unique_ptr<BridgeLink> m_bridge; // null while none is connected
+    std::string m_inputLine;              // typed so far
+    int m_input;                          // descriptor, below 0 once it ended
+    std::optional<u64> m_commandsAtMSec;  // when the settings' commands are due
+    u64 m_driftAtMSec = 0;                // when the next step is due
+    bool m_isRunning = true;
+};
+
+} // namespace LumoSmuSim

@@ -1,0 +1,125 @@
+#include "LumoSmuSim/Machine.h"
+
+#include "tests/HexBytes.h"
+
+#include <gtest/gtest.h>
+
+namespace
+{
+
+using namespace LumoSmuSim;
+
+struct Case
+{
+    const char *name;
+    const char *received; // payload of the bridge's message, or the typed command
+    const char *sent;     // payload of the one answer, null when there is none
+    const char *line;
+    u16 what = 0x9001; // of the message received and of its answer
+};
+
+void PrintTo(const Case &c, std::ostream *out)
+{
+    *out << c.name;
+}
+
+void ExpectReaction(const Reaction &reaction, const Case &c)
+{
+    EXPECT_EQ(reaction.lines, std::vector<std::string>{c.line});
+    ASSERT_EQ(reaction.messages.size(), c.sent != nullptr ? 1u : 0u);
+    for (const Message &message : reaction.messages)
+        EXPECT_EQ(message, (Message{c.what, 0, Hex(c.sent)}));
+}
+
+Reaction Take(Machine &machine, u16 what, const std::vector<u8> &payload)
+{
+    return machine.take({what, 0, payload.data(), static_cast<u32>(payload.size())});
+}
+
+class MachineMessages : public testing::TestWithParam<Case>
+{
+};
+
+TEST_P(MachineMessages, AreAnsweredAndShown)
+{
+    Machine machine;
+    ExpectReaction(Take(machine, GetParam().what, Hex(GetParam().received)), GetParam());
+}
+
+const Case MESSAGES[] = {
+    {"RequestOfTypeUndefined", "00 00 00 04 00 00 00 00 00", "00 00 00 04 03 00 00 03 9D 01",
+     "request 4 Express Temp -> 92.5"},
+    {"RequestForTheMachinesOwn", "00 00 00 06 01 00 00 00 01", "00 00 00 06 01 00 00 00 5E",
+     "request 6 Coffee Temp -> 94"},
+    {"RequestWithoutDecimals", "00 00 00 66 03 00 00 00 07", "00 00 00 66 03 00 00 00 32 02",
+     "request 102 Price -> 0.50"},
+    {"RequestOfAnotherKind", "00 00 00 68 01 00 00 00 01", "00 00 00 68 10 0A 14 1E", "request 104 Recipe -> 0a 14 1e"},
+    {"RequestForNull", "00 00 00 16 00 00 00 00 00", "00 00 00 16 11", "request 22 Last error -> null"},
+    {"RequestForTheUnknown", "FF FF FF FF 00 00 00 00 00", nullptr,
+     "request 4294967295 -> unknown variable, not answered"},
+    {"Integer", "00 00 00 64 01 00 00 00 07", nullptr, "value 100 Cup size = 7"},
+    {"NegativeInteger", "00 00 00 65 02 00 00 00 02", nullptr, "value 101 Grinder offset = -2"},
+    {"Decimal", "00 00 00 66 03 00 00 00 4B 02", nullptr, "value 102 Price = 0.75"},
+    {"Text", "00 00 00 67 07 43 69 1B", nullptr, "value 103 Welcome text = Ci\\x1b"},
+    {"Bytes", "00 00 00 68 10 01", nullptr, "value 104 Recipe = 01"},
+    {"TicketedBuffer", "F0 00 00 00 10 00 00 00 05 01 02 03", "F0 00 00 00 10 00 00 00 05 03 02 01",
+     "buffer ticket 5 data 01 02 03 -> 03 02 01"},
+    {"BufferWithoutTicket", "F0 00 00 00 10 00 00", nullptr, "buffer without ticket f0 00 00 00 10 00 00"},
+    {"DamagedVariable", "00 00 00 04", nullptr, "damaged variable message 00 00 00 04"},
+    {"LinkUp", "00 00 80 00 01", nullptr, "link up", 0x9000},
+    {"LinkDown", "00 00 80 00 00", nullptr, "link down", 0x9000},
+    {"UnknownCommand", "00 00 80 00", nullptr, "unknown command 00 00 80 00", 0x9000},
+    {"FileRequest", "00 00 00 07", "00 00 00 07 00", "file request 7 -> no such file", 0x9002},
+    {"FileReceived", "00 00 00 07 61 2E 74", nullptr, "file 7 received: a.t", 0x9002},
+    {"DamagedFile", "00", nullptr, "damaged file message 00", 0x9002},
+    {"Unknown", "", nullptr, "unknown message 36880 ", 0x9010},
+};
+INSTANTIATE_TEST_SUITE_P(Bridge, MachineMessages, testing::ValuesIn(MESSAGES),
+                         [](const auto &message) { return message.param.name; });
+
+class MachineCommands : public testing::TestWithParam<Case>
+{
+};
+
+TEST_P(MachineCommands, AreDoneAndShown)
+{
+    Machine machine;
+    ExpectReaction(machine.command(GetParam().received), GetParam());
+}
+
+const Case COMMANDS[] = {
+    {"Set", "set 4 -0.5", "00 00 00 04 04 00 00 00 05 01", "set 4 Express Temp = -0.5"},
+    {"SetTextWithBlanks", "  set  103  a b", "00 00 00 67 07 61 20 62", "set 103 Welcome text = a b"},
+    {"SetOfAnotherKind", "set 6 1.5", nullptr, "set: no value for 6 Coffee Temp, which is INTEGER_POSITIVE"},
+    {"SetTheUnknown", "set 999 1", nullptr, "set: unknown variable 999"},
+    {"Request", "request 258", "02 01 00 00", "requested 258"},
+    {"Buffer", "buffer 11 0aff", "00 00 00 0B 10 0A FF", "buffer 11 = 0a ff"},
+    {"BufferNotHexadecimal", "buffer 11 0", nullptr, "buffer: not hexadecimal"},
+    {"Drift", "drift 50", nullptr, "drift every 50 ms"},
+    {"NumberMissing", "set", nullptr, "set: a number must follow"},
+    {"NumberTooLarge", "request 4294967296", nullptr, "request: a number must follow"},
+    {"UnknownCommand", "brew", nullptr, "brew: unknown command, try help"},
+    {"Die", "die", "", "die sent", 5},
+};
+INSTANTIATE_TEST_SUITE_P(Typed, MachineCommands, testing::ValuesIn(COMMANDS),
+                         [](const auto &command) { return command.param.name; });
+
+TEST(Machine, AnswersIdentificationAndPing)
+{
+    Machine machine;
+    EXPECT_EQ(Take(machine, 3, Hex("5E 17 C0 DA")).messages, (std::vector<Message>{{4, 0, {}}}));
+    EXPECT_EQ(machine.take({1, 9, nullptr, 0}).messages, (std::vector<Message>{{2, 9, {}}}));
+}
+
+TEST(Machine, DriftChangesTheLastDigitAndPassesZero)
+{
+    Machine machine;
+    machine.command("set 7 -0.1");
+    machine.drift();
+    const Reaction second = machine.drift();
+    ASSERT_EQ(second.messages.size(), 5u);
+    EXPECT_EQ(second.messages[0].payload, Hex("00 00 00 04 03 00 00 03 9F 01")); // 92.5 and two steps
+    EXPECT_EQ(second.lines[3], "drift 7 Ice Temp = 0.1");
+}
+
+} // namespace
