@@ -1,6 +1,5 @@
 #include "LumoBridge/Keyboard.h"
 
-#include <cerrno>
 #include <poll.h>
 #include <termios.h>
 #include <unistd.h>
@@ -35,10 +34,11 @@ class KeyMode
     bool m_isTerminal;
 };
 
-// A terminal in the hands of another process group must not be touched: the system would stop the program.
+// A controlling terminal in the hands of another process group must not be touched: it is that group's to set.
 bool isForeignTerminal()
 {
-    return isatty(STDIN_FILENO) != 0 && tcgetpgrp(STDIN_FILENO) != getpgrp();
+    const pid_t owner = tcgetpgrp(STDIN_FILENO); // -1 for anything but the controlling terminal
+    return owner >= 0 && owner != getpgrp();
 }
 
 } // namespace

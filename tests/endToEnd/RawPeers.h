@@ -14,7 +14,8 @@ inline std::string hexOf(const std::vector<u8> &bytes)
     for (u8 byte : bytes)
     {
         std::snprintf(pair, sizeof pair, "%02x", byte);
-        text += (text.empty() ? "" : " ") + std::string(pair);
+        text += text.empty() ? "" : " ";
+        text += pair;
     }
     return text;
 }

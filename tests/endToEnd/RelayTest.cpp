@@ -70,6 +70,7 @@ TEST_F(RelayTest, ClientValuesReachTheMachine)
     };
     for (const auto &[value, message] : cases)
     {
+        ASSERT_NO_FATAL_FAILURE(awaitFreshRecord());
         m_client->send(std::string("66 FF FF FF FE 06 00 00 00 0B ") + value);
         EXPECT_EQ(m_client->receive(), framed("2A 01"));
         EXPECT_EQ(m_smu.receive(), hexOf(Hex(message)));

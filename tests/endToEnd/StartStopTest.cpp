@@ -180,7 +180,7 @@ TEST_F(StartStopTest, VersionAndHelp)
 {
     BridgeProcess version({"-socket", "5000", "--version"});
     EXPECT_EQ(version.status(), 0);
-    EXPECT_EQ(version.output(), "\n" + std::string(LUMO_BRIDGE_PATH) + " v1.00.00\n\n");
+    EXPECT_EQ(version.output(), "\n" LUMO_BRIDGE_PATH " v1.00.00\n\n");
     BridgeProcess help({"--help"});
     EXPECT_EQ(help.status(), 0);
     EXPECT_NE(help.output().find("-socket"), std::string::npos);

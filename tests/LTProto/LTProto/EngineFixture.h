@@ -93,7 +93,10 @@ class EngineTest : public testing::Test
     {
         std::string text;
         for (const std::vector<u8> &packet : m_device->m_sent)
-            text += (text.empty() ? "" : "\n") + HexText(packet);
+        {
+            text += text.empty() ? "" : "\n";
+            text += HexText(packet);
+        }
         m_device->m_sent.clear();
         return text;
     }
