@@ -28,12 +28,14 @@ BridgeLink::BridgeLink(OSSocket accepted)
 
 BridgeLink::~BridgeLink()
 {
-    if (m_isGreeted && m_channel.virt_isOpen())
+    if (m_isGreeted && isOpen())
         m_protocol.close(&m_channel);
 }
 
 BridgeLink::eReceived BridgeLink::receive(SMUConn::sDecodedMsg &message)
 {
+    if (!isOpen())
+        return eReceived::LOST;
     if (!m_isGreeted)
     {
         const eReceived greeting = shakeHands();
@@ -81,8 +83,13 @@ bool BridgeLink::send(const Message &message)
     const u16 len =
         SMUConn::encodeMsg(message.what, message.userValue, message.payload.data(),
                            static_cast<u32>(message.payload.size()), encoded.data(), static_cast<u32>(encoded.size()));
+    if (len == 0 || !isOpen())
+        return false;
     const u32 written = m_protocol.write(&m_channel, encoded.data(), len, WRITE_TIMEOUT_MSEC);
-    return written >= encoded.size() && !isFailure(written);
+    const bool isSent = written >= len && !isFailure(written);
+    if (!isSent)
+        m_channel.virt_close();
+    return isSent;
 }
 
 } // namespace LumoSmuSim

@@ -27,11 +27,12 @@ class BridgeLink
     // Never waits. `message` is a view that the next call ends; a damaged message is skipped.
     eReceived receive(tovi::SMUConn::sDecodedMsg &message);
 
-    // False when the message is longer than the link carries or does not go out in time.
+    // False when the message is longer than the link carries, or does not go out in time, which closes the link.
     bool send(const Message &message);
 
     // The bridge has said who it is, so that messages are meant for it.
     bool isIdentified() const { return m_isIdentified; }
+    bool isOpen() const { return m_channel.virt_isOpen(); }
     int descriptor() const { return m_channel.getSocket().socketID; }
 
   private:

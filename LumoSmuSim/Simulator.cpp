@@ -184,8 +184,10 @@ void Simulator::react(const Reaction &reaction)
         return;
     }
     for (const Message &message : reaction.messages)
-        if (!m_bridge->send(message))
+        if (m_bridge->isOpen() && !m_bridge->send(message))
             std::puts("a message could not be sent");
+    if (m_bridge && !m_bridge->isOpen())
+        dropBridge();
 }
 
 } // namespace LumoSmuSim

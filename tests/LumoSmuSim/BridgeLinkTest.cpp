@@ -70,6 +70,7 @@ TEST_F(BridgeLinkTest, ShakesHandsTakesMessagesAndEndsWithTheCloseFrame)
     EXPECT_EQ(Sent(), std::string(answer.begin(), answer.end()));
 
     EXPECT_EQ(FeedHex("C8 A6 02"), LOST);
+    EXPECT_FALSE(m_link->send({4, 0, {}}));
 }
 
 TEST_F(BridgeLinkTest, FindsTheMessageBehindDamagedAndTooShortOnes)
