@@ -75,7 +75,8 @@ void runBridge(const sOptions &options, Tools::LogTracer &logTracer, MachineSide
         return;
     }
     logTracer.Trace("Max payload lenght %u bytes", static_cast<unsigned>(main.PayloadSize()));
-    main.Start();
+    if (!main.Start())
+        return;
     LTData::SendCommand(queues.mqExeToMain, eMqCommand::LIB_VERSION);
     LTData::SendCommand(queues.mqExeToMain, eMqCommand::TRACE_ENABLE);
     machine.run();

@@ -26,6 +26,9 @@ forbid LumoBridge 'LumoClient|LumoSmuSim|tests' "LumoBridge includes sideways"
 forbid LumoClient 'LumoBridge|LumoSmuSim|tests' "LumoClient includes sideways"
 forbid LumoSmuSim 'LumoBridge|LumoClient|tests' "LumoSmuSim includes sideways"
 
+git ls-files '*.cpp' ':!tests' | xargs -P "$(nproc)" -n 4 clang-tidy --quiet -p build/release 2>/dev/null ||
+    fail "clang-tidy has findings"
+
 # shellcheck disable=SC2086
 LONG=$(wc -l $SOURCES | awk '$2 != "total" && $1 > 500')
 [ -z "$LONG" ] || fail "Files above 500 lines: $LONG"

@@ -90,7 +90,7 @@ show_roads() {
     say "What the machine saw"
     cat machine.log
     say "The bridge's own trace of one request: client -> bridge -> machine and back"
-    sed -n '/Request var 4 received/,/From Client: Link status down/p' bridge.log | cut -c 1-110
+    sed -n '/33 06 00 00 00 04/,/From Client: Link status down/p' bridge.log | cut -c 1-110
 }
 
 stop_bridge() {
