@@ -71,7 +71,10 @@ int runGet(ClientLink &link, const std::vector<u32> &varIds, u32 timeoutMSec)
 int runSet(ClientLink &link, u32 varId, const Value &value, u32 timeoutMSec)
 {
     const eResult result = link.set(varId, value, timeoutMSec);
-    return result == eResult::done ? EXIT_DONE : reportFailure("set " + std::to_string(varId), result);
+    if (result != eResult::done)
+        return reportFailure("set " + std::to_string(varId), result);
+    printLine("set " + std::to_string(varId) + " done");
+    return EXIT_DONE;
 }
 
 int runBuffer(ClientLink &link, const Bytes &bytes, u32 timeoutMSec)
