@@ -22,11 +22,13 @@ need_packages() {
     DEBIAN_FRONTEND=noninteractive "${root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 }
 
-# build_preset NAME: configures and builds one kind of build.
+# build_preset NAME [TARGET...]: configures and builds one kind of build, all of it without targets.
 build_preset() {
-    say "Building $1"
-    cmake --preset "$1" >/dev/null
-    cmake --build --preset "$1" -- --quiet
+    local preset=$1
+    shift
+    say "Building $preset"
+    cmake --preset "$preset" >/dev/null
+    cmake --build --preset "$preset" -- --quiet "$@"
 }
 
 # test_preset NAME: runs the whole suite of one kind of build.

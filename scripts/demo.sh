@@ -106,7 +106,7 @@ stop_bridge() {
 trap finish EXIT
 say "LumoBridge: a client, the bridge and a simulated coffee machine"
 need_packages "${BUILD_TOOLS[@]}"
-build_preset release
+build_preset release LumoBridge LumoSmuSim LumoClient
 if [ "${1:-}" = --keep ]; then
     keep
     exit
