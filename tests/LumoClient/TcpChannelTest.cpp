@@ -29,7 +29,7 @@ TEST(TcpChannel, CarriesBytesBothWaysUntilThePeerIsGone)
     ASSERT_EQ(getsockname(listener, reinterpret_cast<sockaddr *>(&address), &len), 0);
     const u16 port = ntohs(address.sin_port);
 
-    const auto channel = TcpChannel::open("localhost", port, TIMEOUT_MSEC);
+    const auto channel = TcpChannel::open("127.0.0.1", port, TIMEOUT_MSEC);
     ASSERT_TRUE(channel);
     const int peer = accept(listener, nullptr, nullptr);
     std::array<u8, 8> bytes{};
