@@ -11,13 +11,6 @@ constexpr u16 CLIENT_PORT = 8283;
 class BridgeTest : public testing::Test
 {
   protected:
-    // A loopback address of this test's own: the default port is free on it.
-    BridgeTest()
-        : m_ip("127." + std::to_string(1 + getpid() / 62500 % 250) + "." + std::to_string(1 + getpid() / 250 % 250) +
-               "." + std::to_string(1 + getpid() % 250))
-    {
-    }
-
     std::vector<std::string> arguments(const std::vector<std::string> &more = {}) const
     {
         std::vector<std::string> all = {"-server", "127.0.0.1:" + std::to_string(m_smu.port()), "-socket", m_ip};
@@ -71,7 +64,7 @@ class BridgeTest : public testing::Test
     // The client acknowledges, and the bridge has nothing more for it: the link is at rest.
     void acknowledge() { m_client->send("2A 01"); }
 
-    std::string m_ip;
+    const std::string m_ip = ownLoopback();
     RawSmu m_smu;
     std::unique_ptr<BridgeProcess> m_bridge;
     std::unique_ptr<RawClient> m_client;

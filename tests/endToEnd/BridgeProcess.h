@@ -1,8 +1,8 @@
 // The real daemon as a child process: its arguments, its keyboard, what it prints and how it ends.
 #pragma once
 
+#include "tests/Descriptor.h"
 #include "tests/TempFolder.h"
-#include "tests/endToEnd/Descriptor.h"
 
 #include <csignal>
 #include <memory>

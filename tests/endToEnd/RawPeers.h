@@ -1,8 +1,8 @@
 // Both neighbours of the bridge as raw bytes: the machine and the client. Nothing of the bridge's own code is used.
 #pragma once
 
+#include "tests/Descriptor.h"
 #include "tests/WirePacket.h"
-#include "tests/endToEnd/Descriptor.h"
 
 #include <cstdio>
 #include <gtest/gtest.h>

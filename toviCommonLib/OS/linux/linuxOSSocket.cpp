@@ -195,6 +195,9 @@ eSocketError socket_openAsTCPServer(sOSSocket *out, int portNumber, eSocketBindM
     case eSocketBindMode::aSpecifiIP: address = inet_addr(ip); break;
     default: return eSocketError::unsupported; // the socket stays open for the caller to close
     }
+    // What is no address reads as the broadcast address, which the system would bind although nobody can connect to it.
+    if (address == INADDR_NONE)
+        return closeWith(out, eSocketError::invalidParameter);
     const sockaddr_in local = makeAddress(address, portNumber);
     if (bind(out->socketID, reinterpret_cast<const sockaddr *>(&local), sizeof local) != 0)
         return closeWith(out, addressErrorFromErrno(errno));

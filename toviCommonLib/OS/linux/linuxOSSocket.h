@@ -26,8 +26,8 @@ void socket_init(sOSSocket *out);
 void socket_close(sOSSocket &sok);
 bool socket_isOpen(const sOSSocket &sok);
 
-// Opens and binds; `ip` is dotted text, read for `aSpecifiIP` alone. A port outside 0 to 65535 is an invalidParameter.
-// On any error but `unsupported` the socket is closed.
+// Opens and binds; `ip` is dotted text, read for `aSpecifiIP` alone. What is no address, and a port outside 0 to 65535,
+// are an invalidParameter. On any error but `unsupported` the socket is closed.
 eSocketError socket_openAsTCPServer(sOSSocket *out, int portNumber, eSocketBindMode mode, const char *ip);
 
 // A queue length of 65535 means the system maximum, 128.

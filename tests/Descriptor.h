@@ -74,6 +74,14 @@ class Descriptor
     int m_fd = -1;
 };
 
+// A loopback address of this process's own: every port is free on it.
+inline std::string ownLoopback()
+{
+    const int pid = getpid();
+    return "127." + std::to_string(1 + pid / 62500 % 250) + "." + std::to_string(1 + pid / 250 % 250) + "." +
+           std::to_string(1 + pid % 250);
+}
+
 inline sockaddr_in addressOf(const std::string &ip, u16 port)
 {
     sockaddr_in address{};

@@ -1,0 +1,104 @@
+// The socket device between real sockets, at times that the test sets.
+#include "LTProto/ComDevice/ComDevSocket.h"
+
+#include "tests/Descriptor.h"
+#include "tests/TempFolder.h"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+class ComDevSocketTest : public testing::Test
+{
+  protected:
+    static constexpr u32 PEER = 7, SERVER = 9; // ids in the group
+    static inline double s_now = 1000000;      // seconds
+
+    ComDevSocketTest()
+    {
+        m_tracer.Init(m_folder.path("trace").c_str(), false, 0, false);
+        EXPECT_TRUE(m_device.Set(("@" + m_ip).c_str(), 0) && m_device.WaitableGroup(m_group, PEER, SERVER));
+    }
+    u32 Ready() { return m_group.wait(PATIENCE_MSEC) == 1 ? m_group.getEventUserParamAsU32(0) : 0; }
+    Descriptor Answered(Descriptor client, int answer = 1)
+    {
+        EXPECT_TRUE(Ready() == SERVER && m_device.ReceiveServer() == answer);
+        return client;
+    }
+    void ExpectTalk(tovi::ComDevSocket &device, const Descriptor &peer)
+    {
+        u8 bytes[3] = {};
+        peer.write({1, 2});
+        EXPECT_TRUE(Ready() == PEER && device.Receive(3, bytes) == 2 && device.Send(3, bytes));
+        EXPECT_EQ(peer.readExactly(3), std::vector<u8>({1, 2, 0}));
+    }
+    static bool Ended(const Descriptor &peer, u8 byte = 0) { return recv(peer.get(), &byte, 1, 0) == 0; } // or waits
+    bool Traced(const std::string &last) const { return m_folder.read("trace").ends_with(" - " + last + "\n"); }
+
+    const std::string m_ip = ownLoopback();
+    TempFolder m_folder;
+    Tools::LogTracer m_tracer;
+    OSWaitableGrp m_group;
+    tovi::ComDevSocket m_device{&m_tracer, [] { return Tools::DateTime(s_now); }};
+};
+
+TEST_F(ComDevSocketTest, ClientIsSafeForAMinute)
+{
+    // 10, 60 and 61 s after the client came, 60 s after the one that replaced it, and before it: the clock was set back.
+    const std::pair<double, bool> newcomers[] = {{10, false}, {50, false}, {1, true}, {60, false}, {-61, true}};
+    Descriptor client = Answered(connectTo(m_ip, 8283));
+    for (const auto &[later, replaces] : newcomers)
+    {
+        SCOPED_TRACE(s_now += later);
+        Descriptor other = Answered(connectTo(m_ip, 8283), replaces ? 1 : 0);
+        EXPECT_TRUE(Traced(replaces ? "New socket connection. Previous is REPLACED." : "Now socket is DISCARDED"));
+        if (replaces)
+            std::swap(client, other);
+        EXPECT_TRUE(Ended(other));
+        ExpectTalk(m_device, client);
+    }
+}
+
+TEST_F(ComDevSocketTest, PeerThatClosedMakesRoomAtOnce)
+{
+    u8 byte = 0;
+    Answered(connectTo(m_ip, 8283)).reset();
+    EXPECT_TRUE(Ready() == PEER && m_device.Receive(65536, &byte) == -3 && m_device.Receive(65535, &byte) == -2);
+    EXPECT_TRUE(m_device.Receive(1, &byte) == 0 && !m_device.Send(1, &byte) && !m_device.Close());
+    const Descriptor next = Answered(connectTo(m_ip, 8283));
+    EXPECT_TRUE(Traced("New socket connection. Previous is CLOSED."));
+    ExpectTalk(m_device, next);
+}
+
+TEST_F(ComDevSocketTest, ClientRole)
+{
+    u16 port = 0;
+    const Descriptor listener = listenAnywhere(&port);
+    tovi::ComDevSocket device(nullptr);
+    EXPECT_TRUE(device.Set("127.0.0.1", port) && device.WaitableGroup(m_group, PEER, SERVER));
+    ExpectTalk(device, Descriptor(accept(listener.get(), nullptr, nullptr)));
+    EXPECT_EQ(device.ReceiveServer(), -1);
+}
+
+TEST_F(ComDevSocketTest, AddressesAndPortsHaveBounds)
+{
+    const auto set = [](const std::string &to, int port) { return tovi::ComDevSocket(nullptr).Set(to.c_str(), port); };
+    EXPECT_TRUE(set("@" + m_ip, 65535) && set("", 10000 + getpid() % 20000));
+    EXPECT_FALSE(set("@" + std::string(25, '0') + "177" + m_ip.substr(3), 0) || set("@10.0.0.300", 0));
+    for (const std::string &channel : {std::string(), std::string("127.0.0.1"), "@" + m_ip})
+        EXPECT_FALSE(set(channel, -1) || set(channel, 65536)) << channel;
+}
+
+TEST_F(ComDevSocketTest, WithoutADescriptorNewcomersAreRefusedAtOnce)
+{
+    const Descriptor client = Answered(connectTo(m_ip, 8283));
+    Descriptor newcomers[] = {connectTo(m_ip, 8283), connectTo(m_ip, 8283)};
+    rlimit before{};
+    getrlimit(RLIMIT_NOFILE, &before);
+    const rlimit usedUp{static_cast<rlim_t>(Descriptor(dup(STDOUT_FILENO)).get()), before.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &usedUp);
+    for (Descriptor &newcomer : newcomers)
+        EXPECT_TRUE(Ended(newcomer = Answered(std::move(newcomer), -1)));
+    EXPECT_EQ(m_group.wait(0), 0);
+    ExpectTalk(m_device, client);
+    setrlimit(RLIMIT_NOFILE, &before);
+}

@@ -1,0 +1,67 @@
+// The client's thread between two queues and a raw client.
+#include "LumoBridge/Protocol.h"
+
+#include "tests/LumoBridge/TestQueue.h"
+#include "tests/WirePacket.h"
+
+#include <gtest/gtest.h>
+
+using namespace LT_Proto;
+using enum eMqCommand;
+
+class ProtocolTest : public testing::Test
+{
+  protected:
+    static int Init(Protocol &thread, const sHThreadMsgR &read, const sHThreadMsgW &write, u8 kind = 1)
+    {
+        return thread.Init(read, write, eComType{kind}, ("@" + ownLoopback() + ":8283").c_str(), 0);
+    }
+    void SetUp() override { ASSERT_TRUE(Init(m_thread, m_in.read, m_out.write) == 0 && m_thread.Start()); }
+    void Exchange(const std::vector<eMqCommand> &commands, const std::vector<eMqCommand> &replies)
+    {
+        for (eMqCommand command : commands)
+            LTData::SendCommand(m_in.write, command);
+        for (eMqCommand reply : replies)
+            EXPECT_EQ(m_out.next(), "65535 " + std::to_string(static_cast<u32>(reply)) + " []");
+    }
+    TestQueue m_in, m_out;
+    Tools::LogTracer m_tracer;
+    Protocol m_thread{&m_tracer};
+};
+
+TEST_F(ProtocolTest, RepliesTellTheTracer)
+{
+    m_tracer.m_traceOnConsole = true;
+    Exchange({LOG_ENABLE, LOG_ENABLE, TRACE_ENABLE, TRACE_DISABLE}, {LOG_ENABLE, TRACE_ENABLE, TRACE_ENABLE});
+    m_tracer.m_traceOnConsole = false;
+    Exchange({LOG_STATUS, TRACE_STATUS, TEMPORARY_PATH, LOG_CHANGE, LOG_DISABLE, TRACE_CHANGE, TRACE_ENABLE,
+              LOG_WRITE_CHANGE, LOG_WRITE_ENABLE, LOG_WRITE_CHANGE, LOG_CHANGE, LOG_WRITE_DISABLE, LOG_DISABLE},
+             {LOG_DISABLE, TRACE_DISABLE, LOG_WRITE_DISABLE, LOG_WRITE_ENABLE, LOG_ENABLE, LOG_DISABLE});
+    LTData::SendCommand(m_in.write, LIB_VERSION);
+    EXPECT_EQ(m_out.next(), "65535 4294967295 [30 30 2e 30 30 2e 30 30 30 30]");
+}
+
+TEST_F(ProtocolTest, ClientComesIsServedAndLeaves)
+{
+    const auto post = [&](u16 what, const std::vector<u8> &bytes = {})
+    { tovi::thread::pushMsg(m_in.write, what, 4, bytes.data(), static_cast<u32>(bytes.size())); };
+    Descriptor client = connectTo(ownLoopback(), 8283);
+    EXPECT_EQ(m_out.next(), "65534 1 []");
+    post(65534);
+    EXPECT_EQ(m_out.next(), "65534 1 []");
+    post(2); // without a value it is dropped, as is one that is torn, and then all that is no value
+    post(2, Hex("06 05 00 00 00 01 19 00 00"));
+    for (const u16 what : std::initializer_list<u16>{1, 3, 5, 77, 2})
+        post(what, Hex("06 05 00 00 00 01 19 00 00 00 00"));
+    EXPECT_EQ(client.readExactly(20), Framed("66 FF FF FF FE 06 00 00 00 04 01 00 00 00 19"));
+    client.reset();
+    EXPECT_EQ(m_out.next(), "65534 0 []");
+}
+
+TEST_F(ProtocolTest, StartsAfterAGoodInitAloneAndStopsOnce)
+{
+    EXPECT_TRUE(m_thread.Stop() && !m_thread.Stop()); // even before its first step
+    Protocol noLink(nullptr), noRead(nullptr), noWrite(nullptr);
+    EXPECT_TRUE(Init(noLink, m_in.read, m_out.write, 0) == 1 && Init(noRead, {}, m_out.write) == 2 &&
+                Init(noWrite, m_in.read, {}) == 2 && !noLink.Start() && !noRead.Start() && !noWrite.Start());
+}
