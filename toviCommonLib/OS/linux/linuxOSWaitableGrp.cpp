@@ -35,7 +35,11 @@ bool OSWaitableGrp::cleanAll()
 {
     const bool hadRecords = base != nullptr;
     while (base)
-        base = std::move(base->next);
+    {
+        // Not straight from base->next: that would still be read after it was freed with the record it stands in.
+        tovi::AllocatorPtr<sRecord> rest = std::move(base->next);
+        base = std::move(rest);
+    }
     nEventsReady = 0;
     if (hfd >= 0)
         close(hfd);
