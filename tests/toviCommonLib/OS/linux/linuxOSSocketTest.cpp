@@ -1,0 +1,98 @@
+#include "toviCommonLib/OS/linux/linuxOSSocket.h"
+#include "tests/endToEnd/Descriptor.h"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+using namespace platform;
+
+// A listener of the loopback address and a connection to it.
+struct SocketTest : testing::Test
+{
+    static i64 timeoutMSec(const OSSocket &sok, int option)
+    {
+        timeval timeout{};
+        socklen_t size = sizeof timeout;
+        getsockopt(sok.socketID, SOL_SOCKET, option, &timeout, &size);
+        return i64{timeout.tv_sec} * 1000 + timeout.tv_usec / 1000;
+    }
+
+    u16 port = 0;
+    Descriptor listening = listenAnywhere(&port), near = connectTo("127.0.0.1", port);
+    Descriptor far{accept(listening.get(), nullptr, nullptr)};
+    OSSocket listener{0, listening.get()}, client{10000, near.get()}, server{10000, far.get()};
+    char bytes[8] = "";
+};
+
+TEST_F(SocketTest, TimeoutsReachTheSystemAndZeroIsOneTick)
+{
+    for (const auto &[msec, least, most] : {std::tuple(0u, 1, 10), {1500u, 1500, 1500}, {0xFFFFFFFFu, 0, 0}})
+    {
+        EXPECT_TRUE(socket_setReadTimeoutMSec(client, msec) && socket_setWriteTimeoutMSec(client, msec));
+        for (int option : {SO_RCVTIMEO, SO_SNDTIMEO})
+            EXPECT_TRUE(timeoutMSec(client, option) >= least && timeoutMSec(client, option) <= most) << msec;
+    }
+}
+
+TEST_F(SocketTest, ReadTellsDataSilenceAndTheEndAndSetsOnlyANewTimeout)
+{
+    EXPECT_EQ(socket_write(server, "abc", 3), 3);
+    EXPECT_EQ(socket_read(client, bytes, 2, 10000, true), 2);
+    EXPECT_EQ(timeoutMSec(client, SO_RCVTIMEO), 0) << "it counted as set";
+    EXPECT_EQ(socket_read(client, bytes, 8, 1500, false), 3);
+    EXPECT_EQ(timeoutMSec(client, SO_RCVTIMEO), 1500);
+    EXPECT_STREQ(bytes, "abc");
+    EXPECT_EQ(socket_read(client, bytes, 8, 0, false), -1);
+    far.reset();
+    EXPECT_EQ(socket_read(client, bytes, 8, 20000, false), 0);
+    client.socketID = -1;
+    EXPECT_EQ(socket_readNoWait(client, bytes, 8), 0) << "an error";
+}
+
+TEST_F(SocketTest, AFiredEventEndsWaitingAndConnecting)
+{
+    OSEvent cancel;
+    ASSERT_TRUE(event_open(&cancel) && !event_wasFired(cancel, 0));
+    EXPECT_EQ(socket_waitReadable(client, 1, &cancel), eSocketWait::timedOut);
+    EXPECT_EQ(socket_write(server, "a", 1), 1);
+    EXPECT_EQ(socket_waitReadable(client, 20000, &cancel), eSocketWait::readable);
+    event_fire(cancel);
+    EXPECT_TRUE(event_wait(cancel, 0) && !event_wait(cancel, 0)) << "the wait consumes the firing";
+    EXPECT_TRUE(event_wasFired(cancel, 0) && event_wasFired(cancel, 0)) << "asking does not";
+    EXPECT_EQ(socket_waitReadable(client, 20000, &cancel), eSocketWait::cancelled);
+    OSSocket sok;
+    EXPECT_EQ(socket_openAsTCPClient(&sok, "127.0.0.1", port, &cancel), eSocketError::unknown);
+    EXPECT_FALSE(socket_isOpen(sok));
+    event_close(cancel);
+}
+
+TEST_F(SocketTest, TheReserveRefusesConnectionsWhenNoDescriptorIsLeft)
+{
+    DescriptorReserve reserve;
+    const Descriptor waiting[] = {connectTo("127.0.0.1", port), connectTo("127.0.0.1", port)};
+    rlimit before{};
+    getrlimit(RLIMIT_NOFILE, &before);
+    const rlimit used{static_cast<rlim_t>(Descriptor(dup(near.get())).get()), before.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &used);
+    OSSocket sok;
+    for (const Descriptor &refused : waiting)
+        EXPECT_TRUE(!socket_accept(listener, &sok) && reserve.refuse(listener) && refused.readExactly(1).empty());
+    setrlimit(RLIMIT_NOFILE, &before);
+}
+
+TEST(SocketOpen, FailsClosedButForAnUnknownMode)
+{
+    OSSocket sok;
+    for (int port : {-1, 65536})
+        EXPECT_EQ(socket_openAsTCPServer(&sok, port, eSocketBindMode::anyInterface, ""),
+                  eSocketError::invalidParameter);
+    EXPECT_EQ(socket_openAsTCPClient(&sok, "127.0.0.1", 65536), eSocketError::invalidParameter);
+    EXPECT_EQ(socket_openAsTCPClient(&sok, "nowhere.invalid", 1), eSocketError::no_such_host);
+    EXPECT_FALSE(socket_isOpen(sok));
+    EXPECT_EQ(socket_openAsTCPServer(&sok, 0, eSocketBindMode{3}, ""), eSocketError::unsupported);
+    EXPECT_TRUE(socket_isOpen(sok)) << "left to the caller to close";
+    socket_close(sok);
+    EXPECT_STREQ(tovi::utils::enumToString(eSocketError::unsupported), "unsupported");
+    EXPECT_STREQ(tovi::utils::enumToString(eSocketError::unable_to_handshake), "unable_to_handshake");
+    EXPECT_STREQ(tovi::utils::enumToString(eSocketError{16}), "invalid value");
+}

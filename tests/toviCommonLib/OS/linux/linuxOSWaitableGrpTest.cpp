@@ -1,0 +1,52 @@
+#include "toviCommonLib/OS/linux/linuxOSWaitableGrp.h"
+
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+
+TEST(WaitableGrp, ASecondAddFailsAndWhatAHandlerRemovesIsGoneFromTheBatch)
+{
+    OSEvent one, other;
+    ASSERT_TRUE(platform::event_open(&one) && platform::event_open(&other));
+    OSWaitableGrp group;
+    EXPECT_TRUE(group.addEvent(one, 1u) && group.addEvent(other, 2u) && !group.addEvent(one, 4u));
+    EXPECT_EQ(group.wait(1), 0);
+    platform::event_fire(one);
+    platform::event_fire(other);
+    ASSERT_EQ(group.wait(0), 2);
+    EXPECT_EQ(group.getEventUserParamAsU32(0) + group.getEventUserParamAsU32(1), 3u);
+    group.removeEvent(*group.getEventSrcAsOSEvent(0)); // the group's own copy
+    EXPECT_EQ(group.getEventOrigin(1), OSWaitableGrp::eEventOrigin::osevent);
+    EXPECT_EQ(group.getEventOrigin(0), OSWaitableGrp::eEventOrigin::deleted);
+    EXPECT_TRUE(group.getEventUserParamAsU32(0) == 0 && group.getEventSrcAsOSEvent(0) == nullptr);
+    platform::event_close(one);
+    platform::event_close(other);
+}
+
+TEST(WaitableGrp, OneDrainSilencesAQueueAndAnyHandleRemovesIt)
+{
+    HThreadMsgR r;
+    HThreadMsgW w;
+    OSWaitableGrp group;
+    ASSERT_TRUE(tovi::thread::createMsgQ(&r, &w) && group.addMsgQ(r, 3u));
+    tovi::thread::pushMsg(w, 1, 1);
+    tovi::thread::pushMsg(w, 1, 2);
+    EXPECT_EQ(group.wait(0), 1);
+    tovi::thread::sMsg msg;
+    EXPECT_TRUE(tovi::thread::popMsg(r, &msg) && tovi::thread::popMsg(r, &msg) && group.wait(0) == 0);
+    tovi::thread::pushMsg(w, 1, 3);
+    group.removeMsgQ(HThreadMsgR{w.uid});
+    EXPECT_EQ(group.wait(0), 0);
+    tovi::thread::deleteMsgQ(r, w);
+}
+
+TEST(WaitableGrp, ReportsAPeerThatLeft)
+{
+    int pair[2] = {};
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, pair), 0);
+    OSSocket peer{0, pair[0]}, sok{0, pair[1]};
+    OSWaitableGrp group;
+    EXPECT_TRUE(group.addSocket(sok, this) && group.wait(0) == 0);
+    platform::socket_close(peer);
+    EXPECT_TRUE(group.wait(0) == 1 && group.getEventUserParamAsPtr(0) == this);
+    platform::socket_close(sok);
+}
