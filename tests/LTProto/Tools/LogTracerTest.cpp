@@ -53,17 +53,6 @@ TEST_F(LogTracer, WithoutAFileTheConsoleGetsTheLineAndTheResultIsFalse)
     EXPECT_TRUE(std::filesystem::is_empty(m_folder.path()));
 }
 
-TEST_F(LogTracer, EmptyTextWritesNothing)
-{
-    m_tracer.Init("log", true, 0, true);
-    for (const std::string &empty : {""s, "\0a"s})
-    {
-        EXPECT_EQ(ConsoleOf([&] { EXPECT_TRUE(m_tracer.Trace(empty)); }), "");
-        EXPECT_EQ(ConsoleOf([&] { EXPECT_TRUE(m_tracer.Trace(empty.c_str(), 0)); }), "");
-    }
-    EXPECT_FALSE(m_folder.holds("log"));
-}
-
 TEST_F(LogTracer, LinesGoToFileAndConsoleWithTheDecimalsAskedFor)
 {
     m_tracer.Init(9);

@@ -1,5 +1,5 @@
 #include "toviCommonLib/OS/linux/linuxOSSocket.h"
-#include "tests/endToEnd/Descriptor.h"
+#include "tests/Descriptor.h"
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
