@@ -109,14 +109,6 @@ TEST_F(ClientLinkTest, ALateNoticeIsNotTakenForTheNextRequests)
     EXPECT_EQ(Get(5), "26");
 }
 
-TEST_F(ClientLinkTest, ALateAnswerIsAcknowledgedAndDropped)
-{
-    m_bridge->expect(GET_4).arrive({NOTICE_0}).expect(POLLING).expect("33 80 00 00 00 00").arrive({NOTICE_0});
-    EXPECT_EQ(Get(4), "no answer in time");
-    m_bridge->expect(GET_5).arrive({VALUE_25_ON_0}).expect(ACK).arrive({NOTICE_1, VALUE_26_ON_1}).expect(ACK);
-    EXPECT_EQ(Get(5), "26");
-}
-
 TEST_F(ClientLinkTest, ALostAnswerIsRequestedAnew)
 {
     m_bridge->expect(GET_4).arrive({NOTICE_0}).expect(POLLING).expect("33 80 00 00 00 00").arrive({TICKET_UNKNOWN});
@@ -131,22 +123,6 @@ TEST_F(ClientLinkTest, NacksForTheChecksumAreAnsweredThreeTimesWithTheSamePacket
     m_bridge->expect(SET_100_TO_7).arrive({CHECKSUM_NACK}).expect(SET_100_TO_7).arrive({CHECKSUM_NACK});
     m_bridge->expect(SET_100_TO_7).arrive({CHECKSUM_NACK}).expect(SET_100_TO_7).arrive({CHECKSUM_NACK});
     EXPECT_EQ(Set100To7(), eResult::refused);
-}
-
-TEST_F(ClientLinkTest, ADamagedValueIsAskedForAgain)
-{
-    std::vector<u8> damaged = Framed(VALUE_25_ON_0);
-    damaged.back() ^= 1;
-    m_bridge->expect(GET_4).arrive({NOTICE_0}).arriveRaw(damaged).expect(CHECKSUM_NACK).arrive({VALUE_25_ON_0});
-    m_bridge->expect(ACK);
-    EXPECT_EQ(Get(4), "25");
-}
-
-TEST_F(ClientLinkTest, AFileOfferedByTheBridgeIsRefused)
-{
-    m_bridge->expect(GET_4).arrive({"AA 00 00 00 C3 50 05 00 07"}).expect("2A 02 00 03");
-    m_bridge->arrive({NOTICE_0, VALUE_25_ON_0}).expect(ACK);
-    EXPECT_EQ(Get(4), "25");
 }
 
 TEST_F(ClientLinkTest, BuffersTravelUnderTheirTicket)

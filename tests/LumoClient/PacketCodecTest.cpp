@@ -44,12 +44,6 @@ TEST(PacketCodec, EncodesTheAckPacketAndNothingBeyondTheLongest)
     EXPECT_TRUE(encodePacket(eCommandType::DATA, Bytes(65530)).empty());
 }
 
-TEST(PacketDecoder, TakesTheLongestPacket)
-{
-    PacketDecoder decoder;
-    EXPECT_EQ(Decode(decoder, encodePacket(eCommandType::DATA, Bytes(65529))), Packets{"102/65529"});
-}
-
 TEST(PacketDecoder, TakesEverySplitOfTwoPacketsBehindGarbage)
 {
     const Bytes stream = Joined({Hex("00 FF 2A"), ACK, ACK});
@@ -82,13 +76,6 @@ TEST(PacketDecoder, SkipsAPacketWithAnyByteDamagedAndFindsTheNext)
         }
         EXPECT_EQ(packets, Packets{"42/1"}) << "byte " << damaged;
     }
-}
-
-TEST(PacketDecoder, CountsLengthsThatNoPacketHas)
-{
-    PacketDecoder decoder;
-    EXPECT_EQ(Decode(decoder, Joined({Hex("60 00 03 2A"), Hex("60 FF FE 2A"), ACK})), Packets{"42/1"});
-    EXPECT_EQ(decoder.damagedCount(), 2u);
 }
 
 } // namespace

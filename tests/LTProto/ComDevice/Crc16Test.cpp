@@ -9,34 +9,16 @@
 namespace
 {
 
-struct KnownSum
+TEST(Crc16, MatchesItsPublishedValues)
 {
-    const char *name;
-    std::vector<u8> data;
-    u16 crc;
-};
-
-void PrintTo(const KnownSum &known, std::ostream *out)
-{
-    *out << known.name;
+    const std::pair<std::vector<u8>, u16> known[] = {
+        {{}, 0x0000},
+        {{'1', '2', '3', '4', '5', '6', '7', '8', '9'}, 0x007F}, // the catalogue's check
+        {{0x60, 0x00, 0x05, 0x2A, 0x01}, 0x59E2},                // the ACK packet
+    };
+    for (const auto &[data, crc] : known)
+        EXPECT_EQ(tovi::Crc16(data.data(), static_cast<u32>(data.size())), crc);
 }
-
-class Crc16Known : public testing::TestWithParam<KnownSum>
-{
-};
-
-TEST_P(Crc16Known, MatchesItsPublishedValue)
-{
-    const KnownSum &known = GetParam();
-    EXPECT_EQ(tovi::Crc16(known.data.data(), static_cast<u32>(known.data.size())), known.crc);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Values, Crc16Known,
-    testing::Values(KnownSum{"Nothing", {}, 0x0000},
-                    KnownSum{"CatalogueCheck", {'1', '2', '3', '4', '5', '6', '7', '8', '9'}, 0x007F},
-                    KnownSum{"AckPacket", {0x60, 0x00, 0x05, 0x2A, 0x01}, 0x59E2}, KnownSum{"OneBit", {0x01}, 0x0589}),
-    [](const auto &known) { return known.param.name; });
 
 TEST(Crc16, MatchesTheDefinitionAtEveryLengthAndOffset)
 {

@@ -188,13 +188,3 @@ TEST_F(FramingTest, FileBlocksAreRefusedWithTheirCode)
         EXPECT_EQ(Sent(), FramedHex(answer));
     }
 }
-
-TEST_F(FramingTest, NumbersAreWrittenMostSignificantFirst)
-{
-    u8 bytes[6] = {};
-    m_engine->NumberToBufferMsbLsb(0x01020304, bytes, 6);
-    EXPECT_EQ(HexText(Tools::MemoryBuffer(6, bytes)), "00 00 01 02 03 04");
-    EXPECT_TRUE(m_engine->ToBuffer(u16{0xA0B0}, bytes, 2));
-    EXPECT_FALSE(m_engine->ToBuffer(u32{1}, bytes, 3));
-    EXPECT_EQ(HexText(Tools::MemoryBuffer(6, bytes)), "a0 b0 01 02 03 04");
-}

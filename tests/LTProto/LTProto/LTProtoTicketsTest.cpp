@@ -169,4 +169,3 @@ TEST_F(TicketsTest, PacketWithoutPayloadThrowsOne)
         EXPECT_EQ(error, 1);
     }
 }
-

