@@ -31,9 +31,10 @@ class ComDevSocketTest : public testing::Test
         EXPECT_TRUE(Ready() == PEER && device.Receive(3, bytes) == 2 && device.Send(3, bytes));
         EXPECT_EQ(peer.readExactly(3), std::vector<u8>({1, 2, 0}));
     }
-    static bool Ended(const Descriptor &peer, u8 byte = 0) { return recv(peer.get(), &byte, 1, 0) == 0; } // or waits
+    bool Ended(const Descriptor &p) { return p.readExactly(1).empty() && !recv(p.get(), &m_byte, 1, MSG_DONTWAIT); }
     bool Traced(const std::string &last) const { return m_folder.read("trace").ends_with(" - " + last + "\n"); }
 
+    u8 m_byte = 0;
     const std::string m_ip = ownLoopback();
     TempFolder m_folder;
     Tools::LogTracer m_tracer;
@@ -60,10 +61,9 @@ TEST_F(ComDevSocketTest, ClientIsSafeForAMinute)
 
 TEST_F(ComDevSocketTest, PeerThatClosedMakesRoomAtOnce)
 {
-    u8 byte = 0;
     Answered(connectTo(m_ip, 8283)).reset();
-    EXPECT_TRUE(Ready() == PEER && m_device.Receive(65536, &byte) == -3 && m_device.Receive(65535, &byte) == -2);
-    EXPECT_TRUE(m_device.Receive(1, &byte) == 0 && !m_device.Send(1, &byte) && !m_device.Close());
+    EXPECT_TRUE(Ready() == PEER && m_device.Receive(65536, &m_byte) == -3 && m_device.Receive(65535, &m_byte) == -2);
+    EXPECT_TRUE(m_device.Receive(1, &m_byte) == 0 && !m_device.Send(1, &m_byte) && !m_device.Close());
     const Descriptor next = Answered(connectTo(m_ip, 8283));
     EXPECT_TRUE(Traced("New socket connection. Previous is CLOSED."));
     ExpectTalk(m_device, next);
