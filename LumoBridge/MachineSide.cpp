@@ -3,6 +3,8 @@
 #include "LumoBridge/Keyboard.h"
 #include "toviCommonLib/OS/linux/linuxOSTermination.h"
 
+#include <utility>
+
 using LT_Proto::eDataType;
 using LT_Proto::eMqMessage;
 using LT_Proto::LTData;
@@ -16,7 +18,7 @@ constexpr u32 EVENT_CLIENT_QUEUE = 100;
 constexpr u32 EVENT_TERMINATION = 101;
 
 constexpr u32 WAIT_MSEC = 100;
-constexpr u32 MACHINE_MESSAGES_PER_TURN = 64; // then the client's side has its turn
+constexpr u32 MESSAGES_PER_TURN = 64; // of one side, then the other has its turn
 constexpr u32 BUFFER_BYTES_SHOWN = 32;
 
 } // namespace
@@ -35,18 +37,21 @@ MachineSide::~MachineSide()
     m_wg.removeMsgQ(m_fromClient);
 }
 
-// One cycle: 1. wait, but not while the machine's link holds messages; 2. one handler for each ready source; 3. the
-// machine's messages left over from a turn that was cut short; 4. when nothing at all happened, the keyboard.
+// One cycle: 1. wait, but not while a turn was cut short; 2. one handler for each ready source; 3. what the last turns
+// left over; 4. when nothing at all happened, the keyboard.
 void MachineSide::run()
 {
     while (m_running)
     {
-        const bool leftOver = m_machineHasMore;
+        const bool machineLeftOver = std::exchange(m_machineHasMore, false);
+        const bool clientLeftOver = std::exchange(m_clientHasMore, false);
+        const bool leftOver = machineLeftOver || clientLeftOver;
         const u8 n = m_wg.wait(leftOver ? 0 : WAIT_MSEC);
-        m_machineHasMore = false;
         handleEvents(n);
-        if (leftOver && m_running)
+        if (machineLeftOver && m_running)
             onMachineSocket();
+        if (clientLeftOver && m_running)
+            onClientQueue();
         if (n == 0 && !leftOver && operatorWantsEnd())
         {
             m_logTracer.Trace("Program exit");
@@ -61,7 +66,7 @@ void MachineSide::handleEvents(u8 count)
     {
         switch (m_wg.getEventUserParamAsU32(i))
         {
-        case EVENT_CLIENT_QUEUE: onClientQueue(); break; // edge-triggered: drain to the last message
+        case EVENT_CLIENT_QUEUE: onClientQueue(); break; // edge-triggered: what it leaves is not reported again
         case EVENT_MACHINE_SOCKET: onMachineSocket(); break;
         case EVENT_TERMINATION:
             m_logTracer.Trace("Program exit");
@@ -80,17 +85,20 @@ bool MachineSide::operatorWantsEnd()
 
 // ---- From the client.
 
-// One record serves all messages of a drain: a request carries the value that the message before it left there.
+// One record serves all messages of a turn: a request carries the value that the message before it left there.
 void MachineSide::onClientQueue()
 {
     LTData record;
     tovi::thread::sMsg msg;
-    // A machine that takes no messages makes each of them slow; the wish to end does not wait for the last.
-    while (!platform::termination_requested() && tovi::thread::popMsg(m_fromClient, &msg))
+    for (u32 i = 0; i < MESSAGES_PER_TURN; ++i)
     {
+        // A machine that takes no messages makes each of them slow; the wish to end does not wait for the last.
+        if (platform::termination_requested() || !tovi::thread::popMsg(m_fromClient, &msg))
+            return;
         onClientMessage(msg, record);
         tovi::thread::deleteMsg(msg);
     }
+    m_clientHasMore = true;
 }
 
 void MachineSide::onClientMessage(const tovi::thread::sMsg &msg, LTData &record)
@@ -135,13 +143,13 @@ void MachineSide::onClientMessage(const tovi::thread::sMsg &msg, LTData &record)
 void MachineSide::onMachineSocket()
 {
     LTData record;
-    for (u32 i = 0; i < MACHINE_MESSAGES_PER_TURN; ++i)
+    for (u32 i = 0; i < MESSAGES_PER_TURN; ++i)
     {
         switch (m_rConn.MessageProcess(record))
         {
         case eToviConnStatus::MESSAGE: onMachineRecord(record); break;
         case eToviConnStatus::NONE: break;
-        case eToviConnStatus::EMPTY: m_machineHasMore = false; return;
+        case eToviConnStatus::EMPTY: return;
         case eToviConnStatus::ABORT: m_running = false; return;
         }
     }

@@ -41,5 +41,6 @@ class MachineSide
     const sHThreadMsgW &m_toClient;
     bool m_ready;
     bool m_running = true;
+    bool m_clientHasMore = false; // the last turn left messages in the queue
     bool m_machineHasMore = true; // messages may stand in the link's buffer, of which the socket tells nothing
 };

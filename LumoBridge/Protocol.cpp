@@ -3,6 +3,7 @@
 #include "toviCommonLib/toviByteOrder.h"
 
 #include <cstdarg>
+#include <utility>
 
 namespace LT_Proto
 {
@@ -16,6 +17,7 @@ constexpr u32 PAYLOAD_MAX = 65535;
 constexpr u16 PAYLOAD_DEFAULT_UART = 4000;
 constexpr u16 PAYLOAD_DEFAULT_SOCKET = 50000;
 constexpr u16 STACK_SIZE_KB = 2048;
+constexpr u32 MESSAGES_PER_TURN = 64; // then the client has its turn
 
 // What the engine leaves in the buffer.
 constexpr u32 ID_LEN = 4;
@@ -89,25 +91,32 @@ i16 Protocol::ThreadStart(void *self)
     return 0;
 }
 
-// The thread: 1. wait; 2. on a time-out the engine's idle step, else one handler for each ready source; 3. again, until
-// Stop.
+// The thread, until Stop: 1. wait, but not while the main thread's queue was left half read; 2. one handler for each ready
+// source; 3. the messages left over from a turn that was cut short; 4. when nothing at all happened, the engine's idle
+// step.
 void Protocol::Process()
 {
     while (m_threadRunning)
     {
-        const u8 n = m_wg.wait(m_comProtocol.WaitingTimeout());
-        if (n == 0)
-        {
-            LogPrint("Protocol::Process::Timeout");
-            m_comProtocol.OnEventTimeout();
-            ConnectionCheck();
-        }
+        const bool leftOver = std::exchange(m_mqHasMore, false);
+        const u8 n = m_wg.wait(leftOver ? 0 : m_comProtocol.WaitingTimeout());
         for (u8 i = 0; i < n; ++i)
         {
             HandleEvent(m_wg.getEventUserParamAsU32(i));
             ConnectionCheck();
         }
+        if (leftOver)
+            MqReceive();
+        else if (n == 0)
+            OnTimeout();
     }
+}
+
+void Protocol::OnTimeout()
+{
+    LogPrint("Protocol::Process::Timeout");
+    m_comProtocol.OnEventTimeout();
+    ConnectionCheck();
 }
 
 void Protocol::HandleEvent(u32 userParam)
@@ -117,7 +126,7 @@ void Protocol::HandleEvent(u32 userParam)
     case EVENT_FROM_PROTOCOL_SERVER: OnEventFromProtocolServer(); break;
     case EVENT_FROM_MQ:
         LogPrint("Protocol::Event from Mq");
-        MqReceive(); // edge-triggered: drain to the last message
+        MqReceive(); // edge-triggered: what it leaves is not reported again
         break;
     case EVENT_FROM_PROTOCOL:
         LogPrint("Event from protocol");
@@ -213,14 +222,17 @@ void Protocol::DataBufferRelay(const Tools::MemoryBuffer &buffer)
 void Protocol::MqReceive()
 {
     tovi::thread::sMsg msg;
-    while (tovi::thread::popMsg(m_mqRead, &msg))
+    for (u32 i = 0; i < MESSAGES_PER_TURN; ++i)
     {
+        if (!tovi::thread::popMsg(m_mqRead, &msg))
+            return;
         LogPrint("MqReceive what %d, param32 %d len %d", msg.what, static_cast<int>(msg.paramU32),
                  static_cast<int>(msg.bufferSize));
         MqHandle(msg);
         tovi::thread::deleteMsg(msg);
         ConnectionCheck();
     }
+    m_mqHasMore = true;
 }
 
 void Protocol::MqHandle(const tovi::thread::sMsg &msg)

@@ -43,6 +43,7 @@ class Protocol
     static i16 ThreadStart(void *self);
     void Process();
     void HandleEvent(u32 userParam);
+    void OnTimeout();
 
     // Tells the main thread when `up` is news; true when it was.
     bool ConnectionState(bool up);
@@ -75,6 +76,7 @@ class Protocol
     std::atomic<bool> m_threadRunning{false}; // set by Init, cleared by Stop (main thread), read once per cycle
     sHThreadMsgR m_mqRead;                    // set by Init, then read-only
     sHThreadMsgW m_mqWrite;                   // set by Init, then read-only
+    bool m_mqHasMore = false;                 // protocol thread: the last turn left messages in m_mqRead
     bool m_isConnected = false;               // protocol thread: the link state last told to the main thread
 };
 

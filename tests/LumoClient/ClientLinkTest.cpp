@@ -109,13 +109,6 @@ TEST_F(ClientLinkTest, ALateNoticeIsNotTakenForTheNextRequests)
     EXPECT_EQ(Get(5), "26");
 }
 
-TEST_F(ClientLinkTest, ALostAnswerIsRequestedAnew)
-{
-    m_bridge->expect(GET_4).arrive({NOTICE_0}).expect(POLLING).expect("33 80 00 00 00 00").arrive({TICKET_UNKNOWN});
-    m_bridge->expect(GET_4).arrive({NOTICE_1, VALUE_26_ON_1}).expect(ACK);
-    EXPECT_EQ(Get(4), "26");
-}
-
 TEST_F(ClientLinkTest, NacksForTheChecksumAreAnsweredThreeTimesWithTheSamePacket)
 {
     m_bridge->expect(SET_100_TO_7).arrive({CHECKSUM_NACK}).expect(SET_100_TO_7).arrive({ACK});

@@ -1,6 +1,9 @@
 // What crosses the bridge, byte by byte.
 #include "tests/endToEnd/BridgeFixture.h"
 
+#include <atomic>
+#include <thread>
+
 namespace
 {
 
@@ -227,6 +230,29 @@ TEST_F(RelayTest, MachineThatDoesNotReadFindsWholeFramesAfterwards)
             EXPECT_EQ(received.size(), 49009U);
         }
     }
+}
+
+TEST_F(RelayTest, FloodOfTheMachineStarvesNeitherTheClientNorTheStop)
+{
+    ASSERT_NO_FATAL_FAILURE(startWithClient());
+    const std::vector<u8> frame = consoleFrame(Hex("90 01 00 00 00 00 00 04 01 00 00 00 19"));
+    std::vector<u8> block;
+    for (int i = 0; i < 2000; ++i)
+        block.insert(block.end(), frame.begin(), frame.end());
+    std::atomic<bool> ended = false;
+    std::thread flood(
+        [&]
+        {
+            while (!ended)
+                m_smu.sendRaw(block);
+        });
+    EXPECT_TRUE(m_bridge->prints("oldest spontaneous value dropped")); // the client acknowledges nothing
+    m_client->send("33 06 00 00 00 05");
+    EXPECT_TRUE(m_bridge->prints("From Client: Variable request 5"));
+    m_bridge->signal(SIGTERM);
+    EXPECT_EQ(m_bridge->status(), 0);
+    ended = true;
+    flood.join();
 }
 
 TEST_F(RelayTest, FramesThatAreAlreadyThereAreHandledAtOnce)

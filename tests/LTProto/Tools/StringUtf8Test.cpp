@@ -58,17 +58,6 @@ TEST(StringUtf8, ChangesLeaveATerminatedText)
     }
 }
 
-TEST(StringUtf8, ComparesTheCommonPrefix)
-{
-    const StringUtf8 text("abcd");
-    EXPECT_EQ(text.Compare("abc"), 0);
-    EXPECT_EQ(text.Compare(static_cast<const char *>(nullptr)), 1);
-    EXPECT_EQ(StringUtf8().Compare(text), -1);
-    EXPECT_LT(text.Compare(std::string("abd")), 0);
-    EXPECT_EQ(StringUtf8("\xE9").Compare("\xC3\xA9"), 0);
-    EXPECT_TRUE(text != StringUtf8("abc"));
-}
-
 TEST(StringUtf8, GivesItsBytesWithoutTerminator)
 {
     const StringUtf8 text("abc");
