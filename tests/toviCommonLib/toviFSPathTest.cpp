@@ -23,13 +23,11 @@ TEST(SanitizePath, GivesTheCanonicalForm)
         {"root alone", "///", "/"},
         {"backslashes, runs and a trailing slash", "\\x//y/", "/x/y"},
         {"escapes in either case, once, if whole", "a%20b%c3%A8%2541%g1%1g%2", "a b\xC3\xA8%41%g1%1g%2"},
-        {"escaped NUL stays", "a.txt%00.jpg", "a.txt%00.jpg"},
-        {"escaped backslash belongs to the name", "a%5Cb", "a\\b"},
+        {"escaped NUL stays, backslash belongs to the name", "a%00%5Cb", "a%00\\b"},
         {"escaped parent is a parent", "/tmp/%2e%2e%2fetc", "/etc"},
         {"dot segments but none at the start, in names, at the end", "./.a/./b./..c/d../..", "./.a/b./..c/d../.."},
         {"parents stop at the root", "/../a/../../b/c/../d", "/b/d"},
-        {"parent of a relative folder makes no root", "a/..//b", "b"},
-        {"parent above a relative start stays", "a/../../b/../c", "../c"},
+        {"parent of a relative folder makes no root, above it stays", "a/..//../../b/../c", "../../c"},
         {"parent of a dot or a parent stays", "./../../b", "./../../b"},
     };
     for (const auto &c : CASES)
@@ -44,18 +42,13 @@ TEST(Jolly, Matches)
         const char *name, *file, *jolly;
         bool matches;
     } CASES[] = {
-        {"pattern ends first", "index.dat2", "index.dat", false},
-        {"name ends first", "index.da", "index.dat", false},
-        {"no pattern", "a", "  ", false},
+        {"pattern ends first", "ab", "a", false},
         {"second of two patterns", "g.log", "  *.txt   *.log ", true},
         {"first star needs a character", ".txt", "*.txt *.log", false},
         {"last star needs a character", "a", "a*", false},
-        {"last star takes the rest", "abc", "a*", true},
-        {"star tries again", "a.tmp.tmp", "*.tmp", true},
-        {"stars in order", "xaybz", "*a*b*", true},
+        {"star tries again, the last takes the rest", "a.tmp.tmpx", "*.tmp*", true},
         {"stars out of order", "xbyaz", "*a*b*", false},
         {"'?' is one character, stray bytes too", "a\xC3\xA8\x80\xE2\x82", "a???", true},
-        {"'?' is not none", "ac", "a?c", false},
         {"star skips whole characters", "\xE2\x82\xAC\xC3\xA8", "*\xC3\xA8", true},
         {"UTF-8 characters differ", "\xC3\xA9", "\xC3\xA8", false},
         {"case matters", "A.TMP", "a.tmp", false},
