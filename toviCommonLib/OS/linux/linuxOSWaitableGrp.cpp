@@ -5,9 +5,9 @@
 namespace
 {
 
-constexpr u32 MASK_COMMON = EPOLLIN | EPOLLPRI | EPOLLERR | EPOLLHUP;
-constexpr u32 MASK_SOCKET = MASK_COMMON | EPOLLRDHUP; // 0x201B
-constexpr u32 MASK_EVENT = MASK_COMMON | EPOLLET;     // 0x8000001B
+constexpr u32 MASK_COMMON = EPOLLIN | EPOLLPRI | EPOLLERR | EPOLLHUP; // 0x1B, as it is for a serial port
+constexpr u32 MASK_SOCKET = MASK_COMMON | EPOLLRDHUP;                 // 0x201B
+constexpr u32 MASK_EVENT = MASK_COMMON | EPOLLET;                     // 0x8000001B
 
 // Frees the first record of a list. Its link is taken out first: it lives in the record.
 template <class TRecord>
@@ -26,7 +26,7 @@ int OSWaitableGrp::sRecord::descriptor() const
     case eEventOrigin::socket: return socket.socketID;
     case eEventOrigin::osevent: return osEvent.evfd;
     case eEventOrigin::msgQ: return msgQ.hEvent.evfd;
-    case eEventOrigin::serialPort:
+    case eEventOrigin::serialPort: return serialPort.fd;
     case eEventOrigin::deleted: break;
     }
     return 0;
@@ -85,6 +85,13 @@ OSWaitableGrp::sRecord *OSWaitableGrp::priv_addEvent(const sOSEvent &event)
     return priv_register(record);
 }
 
+OSWaitableGrp::sRecord *OSWaitableGrp::priv_addSerialPort(const sOSSerialPort &port)
+{
+    sRecord *record = priv_addRecord(eEventOrigin::serialPort, MASK_COMMON);
+    record->serialPort = port;
+    return priv_register(record);
+}
+
 OSWaitableGrp::sRecord *OSWaitableGrp::priv_addMsgQ(const sHThreadMsgR &queue)
 {
     OSEvent event;
@@ -129,6 +136,16 @@ bool OSWaitableGrp::addEvent(const sOSEvent &event, u32 userParam)
     return priv_tag(priv_addEvent(event), userParam);
 }
 
+bool OSWaitableGrp::addSerialPort(const sOSSerialPort &port, void *userParam)
+{
+    return priv_tag(priv_addSerialPort(port), userParam);
+}
+
+bool OSWaitableGrp::addSerialPort(const sOSSerialPort &port, u32 userParam)
+{
+    return priv_tag(priv_addSerialPort(port), userParam);
+}
+
 bool OSWaitableGrp::addMsgQ(const sHThreadMsgR &queue, void *userParam)
 {
     return priv_tag(priv_addMsgQ(queue), userParam);
@@ -171,6 +188,11 @@ void OSWaitableGrp::removeSocket(const sOSSocket &sok)
 void OSWaitableGrp::removeEvent(const sOSEvent &event)
 {
     priv_onRemove(event.evfd);
+}
+
+void OSWaitableGrp::removeSerialPort(const sOSSerialPort &port)
+{
+    priv_onRemove(port.fd);
 }
 
 void OSWaitableGrp::removeMsgQ(const sHThreadMsgR &queue)
@@ -228,6 +250,12 @@ const sOSEvent *OSWaitableGrp::getEventSrcAsOSEvent(u8 iEvent) const
 {
     const sRecord *record = priv_ready(iEvent);
     return record != nullptr ? &record->osEvent : nullptr;
+}
+
+const sOSSerialPort *OSWaitableGrp::getEventSrcAsOSSerialPort(u8 iEvent) const
+{
+    const sRecord *record = priv_ready(iEvent);
+    return record != nullptr ? &record->serialPort : nullptr;
 }
 
 const HThreadMsgR *OSWaitableGrp::getEventSrcAsMsgQ(u8 iEvent) const

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "toviCommonLib/OS/linux/linuxOSEvent.h"
+#include "toviCommonLib/OS/linux/linuxOSSerialPort.h"
 #include "toviCommonLib/OS/linux/linuxOSSocket.h"
 #include "toviCommonLib/toviMemory.h"
 #include "toviCommonLib/toviThreadMsgQ.h"
@@ -31,18 +32,22 @@ class OSWaitableGrp
     // Forgets every source and closes the epoll set. True if there was at least one source.
     bool cleanAll();
 
-    // Sockets are level-triggered; events and queues are edge-triggered: a queue must be drained at each report.
+    // Sockets and serial ports are level-triggered; events and queues are edge-triggered: a queue must be drained at
+    // each report.
     // False when the system refuses the descriptor; the group is then as before.
     bool addSocket(const sOSSocket &sok, void *userParam);
     bool addSocket(const sOSSocket &sok, u32 userParam);
     bool addEvent(const sOSEvent &event, void *userParam);
     bool addEvent(const sOSEvent &event, u32 userParam);
+    bool addSerialPort(const sOSSerialPort &port, void *userParam);
+    bool addSerialPort(const sOSSerialPort &port, u32 userParam);
     bool addMsgQ(const sHThreadMsgR &queue, void *userParam);
     bool addMsgQ(const sHThreadMsgR &queue, u32 userParam);
 
     // Unknown sources are ignored. What is removed between two waits is not reported any more: see the getters.
     void removeSocket(const sOSSocket &sok);
     void removeEvent(const sOSEvent &event);
+    void removeSerialPort(const sOSSerialPort &port);
     void removeMsgQ(const sHThreadMsgR &queue); // before the queue is deleted
 
     // Number of ready sources, at most 16; 0 on time-out, interruption or error. 0xFFFFFFFF waits without limit.
@@ -55,6 +60,7 @@ class OSWaitableGrp
     u32 getEventUserParamAsU32(u8 iEvent) const;
     const sOSSocket *getEventSrcAsOSSocket(u8 iEvent) const;
     const sOSEvent *getEventSrcAsOSEvent(u8 iEvent) const;
+    const sOSSerialPort *getEventSrcAsOSSerialPort(u8 iEvent) const;
     const HThreadMsgR *getEventSrcAsMsgQ(u8 iEvent) const;
 
   private:
@@ -75,6 +81,7 @@ class OSWaitableGrp
         epoll_event eventInfo{}; // its data pointer is this record
         sOSSocket socket;        // the member that `originType` names is valid
         sOSEvent osEvent;
+        sOSSerialPort serialPort;
         sIfMsgQ msgQ;
         eEventOrigin originType = eEventOrigin::deleted;
         uUserParam userParam{nullptr};
@@ -87,6 +94,7 @@ class OSWaitableGrp
     sRecord *priv_register(sRecord *record);
     sRecord *priv_addSocket(const sOSSocket &sok);
     sRecord *priv_addEvent(const sOSEvent &event);
+    sRecord *priv_addSerialPort(const sOSSerialPort &port);
     sRecord *priv_addMsgQ(const sHThreadMsgR &queue);
     void priv_findAndRemove(int descriptor);
     void priv_onRemove(int descriptor);

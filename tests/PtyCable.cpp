@@ -1,0 +1,107 @@
+#include "tests/PtyCable.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <fcntl.h>
+#include <sys/eventfd.h>
+#include <termios.h>
+
+namespace
+{
+
+using Clock = std::chrono::steady_clock;
+
+constexpr size_t READ_MAX = 4096;
+constexpr size_t LINE_CHUNK = 16; // what a serial chip hands over at once
+
+// One direction of the cable. With a rate, a chunk arrives when its last byte has been on the line.
+struct Wire
+{
+    int from;
+    int to;
+    Clock::duration byteTime;
+    std::vector<u8> held = {};
+    Clock::time_point arrival = {};
+
+    bool isPaced() const { return byteTime > Clock::duration::zero(); }
+    size_t chunk() const { return isPaced() ? std::min(held.size(), LINE_CHUNK) : held.size(); }
+    bool isDue(Clock::time_point now) const { return !held.empty() && now >= arrival; }
+
+    void startChunk(Clock::time_point now) { arrival = std::max(arrival, now) + byteTime * static_cast<int>(chunk()); }
+
+    void take()
+    {
+        const bool wasIdle = held.empty();
+        held.resize(READ_MAX);
+        const ssize_t n = read(from, held.data(), isPaced() ? LINE_CHUNK : READ_MAX);
+        held.resize(wasIdle && n > 0 ? static_cast<size_t>(n) : 0);
+        startChunk(Clock::now());
+    }
+
+    void deliver()
+    {
+        const ssize_t n = write(to, held.data(), chunk());
+        held.erase(held.begin(), held.begin() + std::max<ssize_t>(n, 0));
+    }
+};
+
+} // namespace
+
+PtyPort::PtyPort() : m_farEnd(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK))
+{
+    char name[128];
+    if (grantpt(m_farEnd.get()) != 0 || unlockpt(m_farEnd.get()) != 0 ||
+        ptsname_r(m_farEnd.get(), name, sizeof name) != 0)
+        std::abort();
+    m_device = name;
+    m_keptOpen = Descriptor(open(name, O_RDWR | O_NOCTTY | O_CLOEXEC));
+    termios settings{};
+    tcgetattr(m_keptOpen.get(), &settings);
+    cfmakeraw(&settings);
+    tcsetattr(m_keptOpen.get(), TCSANOW, &settings);
+}
+
+PtyCable::PtyCable(u32 bytesPerSecond)
+    : m_stop(eventfd(0, EFD_CLOEXEC)), m_thread(&PtyCable::carry, this, bytesPerSecond)
+{
+}
+
+PtyCable::~PtyCable()
+{
+    m_stop.write(std::vector<u8>(sizeof(u64), 1));
+    m_thread.join();
+}
+
+void PtyCable::carry(u32 bytesPerSecond) const
+{
+    const Clock::duration byteTime =
+        bytesPerSecond != 0 ? Clock::duration(std::chrono::seconds(1)) / bytesPerSecond : Clock::duration::zero();
+    Wire wires[] = {{m_a.farEnd().get(), m_b.farEnd().get(), byteTime},
+                    {m_b.farEnd().get(), m_a.farEnd().get(), byteTime}};
+    pollfd sources[5] = {{m_stop.get(), POLLIN, 0}};
+    do
+    {
+        const Clock::time_point now = Clock::now();
+        Clock::duration wait = std::chrono::seconds(60);
+        for (size_t i = 0; i < 2; ++i)
+        {
+            const Wire &wire = wires[i];
+            if (!wire.held.empty() && !wire.isDue(now))
+                wait = std::min(wait, wire.arrival - now);
+            sources[1 + i] = {wire.held.empty() ? wire.from : -1, POLLIN, 0};
+            sources[3 + i] = {wire.isDue(now) ? wire.to : -1, POLLOUT, 0};
+        }
+        const auto nanoSeconds = std::chrono::duration_cast<std::chrono::nanoseconds>(wait).count();
+        const timespec limit{static_cast<time_t>(nanoSeconds / 1000000000),
+                             static_cast<long>(nanoSeconds % 1000000000)};
+        ppoll(sources, 5, &limit, nullptr);
+        for (size_t i = 0; i < 2; ++i)
+        {
+            if (sources[1 + i].revents != 0)
+                wires[i].take();
+            if (sources[3 + i].revents != 0)
+                wires[i].deliver();
+        }
+    } while (sources[0].revents == 0);
+}
