@@ -25,6 +25,19 @@ bool ComDevice::WaitableGroupUnlink(sOSSocket &socket)
     return true;
 }
 
+bool ComDevice::WaitableGroupLink(sOSSerialPort &comPort)
+{
+    return m_waitableGroup != nullptr && m_waitableGroup->addSerialPort(comPort, m_waitableGroupId);
+}
+
+bool ComDevice::WaitableGroupUnlink(sOSSerialPort &comPort)
+{
+    if (m_waitableGroup == nullptr)
+        return false;
+    m_waitableGroup->removeSerialPort(comPort);
+    return true;
+}
+
 bool ComDevice::WaitableGroupClean(bool removeGroupId)
 {
     m_waitableGroup = nullptr;

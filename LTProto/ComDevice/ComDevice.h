@@ -34,16 +34,20 @@ class ComDevice
     // Joins the group: data of the peer is reported with `id`, a waiting client with `idExtra`.
     virtual bool WaitableGroup(OSWaitableGrp &group, u32 id, u32 idExtra);
 
-    // Adds the socket to the group with the device's id, and removes it. False without a group.
+    // Adds the socket or port to the group with the device's id, and removes it. False without a group.
     virtual bool WaitableGroupLink(sOSSocket &socket);
     virtual bool WaitableGroupUnlink(sOSSocket &socket);
+    virtual bool WaitableGroupLink(sOSSerialPort &comPort);
+    virtual bool WaitableGroupUnlink(sOSSerialPort &comPort);
 
     // Forgets the group, and the id as well when asked; always true.
     virtual bool WaitableGroupClean(bool removeGroupId);
     virtual bool WaitableGroupIsNull() const { return m_waitableGroup == nullptr; }
+
+    // Adds what is open to the group once more, under a new descriptor perhaps. False without a group.
     virtual bool WaitableGroupRelink() { return !WaitableGroupIsNull(); }
 
-    // Opens the channel; what `str` and `value` mean is the device's.
+    // Opens the channel; what `str` and `value` mean is the device's. Without `str` a serial device opens its last one.
     virtual bool Set(const char *str, int value);
 
     // True when all bytes went out; on false the peer is gone.
@@ -60,6 +64,9 @@ class ComDevice
 
     // Whether there is a peer to talk to.
     virtual bool IsConnected() const { return true; }
+
+    // For how many milliseconds bytes that were sent will still be on their way out; 0 when all have left.
+    virtual u32 SendingMSec() const { return 0; }
 
     // The wait in milliseconds that the device proposes to its loop.
     virtual u32 WaitingTimeout() const { return m_waitingTimeout; }

@@ -2,7 +2,7 @@
 #include "LTProto/LTProto/LTProto.h"
 
 #include "LTProto/ComDevice/ComDevSocket.h"
-#include "toviCommonLib/OS/linux/linuxOS.h"
+#include "LTProto/ComDevice/ComDevUart.h"
 #include "toviCommonLib/OS/linux/linuxOSFS.h"
 
 #include <algorithm>
@@ -81,6 +81,7 @@ bool LTProto::Init(OSWaitableGrp &wg, u32 idClient, u32 idServer, eComType comTy
     m_rcvLen = static_cast<size_t>(m_payloadSize) + RECEIVE_RESERVE;
     m_rcvBuffer = std::make_unique<u8[]>(m_rcvLen);
     m_rcvNextPos = m_rcvBuffer.get();
+    IdleRestart();
     FileFolderCreate();
     return true;
 }
@@ -93,12 +94,25 @@ std::unique_ptr<tovi::ComDevice> LTProto::DeviceOpen(eComType comType, const cha
     {
     case eComType::SOCKET_MAIN: address = listeningAddress(device); break;
     case eComType::SOCKET_SUBSCRIBER: address = splitAddress(device); break;
+    case eComType::UART_MAIN:
+    case eComType::UART_SUBSCRIBER: return UartOpen(comType, device);
     default: return nullptr;
     }
     auto socket = std::make_unique<tovi::ComDevSocket>(m_logTracer);
     if (!socket->Set(address.host.c_str(), address.port))
         return nullptr;
     return socket;
+}
+
+std::unique_ptr<tovi::ComDevice> LTProto::UartOpen(eComType comType, const char *device)
+{
+    auto uart = std::make_unique<tovi::ComDevUart>(m_logTracer);
+    const bool opened = uart->Set(device, tovi::ComDevUart::SPEED_DEFAULT);
+    Trace("Init on UART %s device %s ret=%s\n", comType == eComType::UART_MAIN ? "Main" : "Subs", device,
+          opened ? "true" : "false");
+    if (!opened)
+        return nullptr;
+    return uart;
 }
 
 // Received files need the folder; everything else works without it.

@@ -9,6 +9,7 @@
 #include "LTProto/LTProto/WireFormat.h"
 #include "LTProto/Tools/LogTracer.h"
 #include "LTProto/Tools/StringUtf8.h"
+#include "toviCommonLib/OS/linux/linuxOS.h"
 
 #include <list>
 #include <memory>
@@ -43,7 +44,10 @@ class LTProto
     static constexpr u32 QUEUE_PACKETS_MAX = 1024;         // waiting to be sent
     static constexpr size_t QUEUE_BYTES_MAX = 4096 * 1024; // payload bytes of those
 
-    LTProto() = default;
+    // Milliseconds of a clock that is never set back.
+    using Clock = u64 (*)();
+
+    explicit LTProto(Clock clock = platform::getTimeNowMSec) : m_clock(clock) {}
     ~LTProto();
     LTProto(const LTProto &) = delete;
     LTProto &operator=(const LTProto &) = delete;
@@ -51,6 +55,7 @@ class LTProto
     // Opens the device that link kind and text name, and joins the group with both ids (peer, waiting client).
     //   SOCKET_MAIN        listening port (empty: 8283), or "@address:port" for one address
     //   SOCKET_SUBSCRIBER  "host:port" to connect to
+    //   UART_MAIN, UART_SUBSCRIBER  serial device, opened at 115200 baud
     // `payloadSize` is the largest payload in bytes, 0 for the default 50000. False when the device cannot be had; the
     // engine must not be used then.
     bool Init(OSWaitableGrp &wg, u32 idClient, u32 idServer, eComType comType, const char *device, u16 payloadSize);
@@ -88,9 +93,19 @@ class LTProto
     // A client waits on the listening socket: ClientConnect when it was taken on, else InternalProcessed.
     eReceiveResult OnReceiveServer();
 
-    // Nothing happened for WaitingTimeout() ms: a serial main station polls and returns ClientDisconnect.
+    // The idle step. A serial main station polls and returns ClientDisconnect, unless bytes are still on their way out; a
+    // serial line that was lost is opened again.
     eReceiveResult OnEventTimeout();
+
+    // The silence in milliseconds before the idle step.
     u32 WaitingTimeout() const;
+
+    // Milliseconds left until the idle step is due, 0 when it is: WaitingTimeout() after the last byte received and after
+    // the last byte sent has left the line; 1 s after a serial line was lost or could not be opened.
+    u32 IdleIn() const;
+
+    // Whether a serial main station's client has left its polls unanswered for 3 s.
+    bool ClientIsSilent() const;
 
     // The peer is gone: drops every queued packet and ticket; true. Ticket numbers go on rising.
     bool ClientDisconnect();
@@ -181,6 +196,7 @@ class LTProto
         u32 len;
     };
 
+    std::unique_ptr<tovi::ComDevice> UartOpen(eComType comType, const char *device);
     std::unique_ptr<tovi::ComDevice> DeviceOpen(eComType comType, const char *device);
     void FileFolderCreate();
 
@@ -201,6 +217,8 @@ class LTProto
     bool QueueMakeRoom(u32 len);
     void QueueErase(PacketQueue::iterator packet);
     bool QueuedSend();
+    void IdleRestart();
+    bool DeviceReopen();
     bool Enqueue(PacketToSend &&packet);
 
     eReceiveResult RequestReceive(Tools::MemoryBuffer &payload);
@@ -241,6 +259,11 @@ class LTProto
     u16 m_payloadSize = 50000;
     u16 m_packetTraceBytesLen = 15; // bytes of a received packet that its trace shows
     bool m_isConnected = false;
+
+    Clock m_clock;
+    u64 m_idleFromMSec = 0;        // when the last byte came or left; the next idle step counts from here
+    u64 m_silentFromMSec = 0;      // valid with m_pollUnanswered: when the client was last active
+    bool m_pollUnanswered = false; // a poll went out and no byte has come since
 
     Tools::StringUtf8 m_fileReceivePath; // folder of received files, with a trailing slash
     Tools::StringUtf8 m_fileReceiveListIndexName;

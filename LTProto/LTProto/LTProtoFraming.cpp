@@ -109,7 +109,9 @@ u8 *LTProto::SendBufferOfSize(size_t size)
 
 bool LTProto::SendBufferWrite()
 {
-    if (m_comDevice->Send(static_cast<u32>(m_sndBufferLen), m_sndBuffer.get()))
+    const bool sent = m_comDevice->Send(static_cast<u32>(m_sndBufferLen), m_sndBuffer.get());
+    IdleRestart();
+    if (sent)
         return true;
     Trace("Unable to send. Connection is close.");
     ClientDisconnect();
@@ -156,10 +158,13 @@ eReceiveResult LTProto::OnReceive(Tools::MemoryBuffer &payload)
         Trace("Client disconnected on receive");
         ClientDisconnect();
         ReceiveBufferReset();
+        IdleRestart();
         return eReceiveResult::ClientDisconnect;
     }
     if (count <= 0)
         return eReceiveResult::Unknown;
+    IdleRestart();
+    m_pollUnanswered = false;
     if (m_rcvPos == 0)
         StartMarkFind(count);
     m_rcvPos += static_cast<size_t>(count);

@@ -1,9 +1,11 @@
 // Tickets and the send queue of the engine: what goes out next, and when.
 #include "LTProto/LTProto/LTProto.h"
 
+#include "LTProto/ComDevice/ComDevUart.h"
 #include "toviCommonLib/toviByteOrder.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace LTProtocol
 {
@@ -13,6 +15,8 @@ namespace
 constexpr u32 TICKET_LEN = 4;
 constexpr u32 WAIT_MSEC = 250;
 constexpr u32 WAIT_NO_CLIENT_MSEC = 1000; // of a serial main station
+constexpr u32 REOPEN_MSEC = 1000;
+constexpr u32 CLIENT_SILENT_MSEC = 3000;
 
 } // namespace
 
@@ -181,12 +185,59 @@ u32 LTProto::WaitingTimeout() const
     return m_comType == eComType::UART_MAIN && !m_isConnected ? WAIT_NO_CLIENT_MSEC : WAIT_MSEC;
 }
 
+// Silence counts from now, or from when the last byte sent has left.
+void LTProto::IdleRestart()
+{
+    m_idleFromMSec = m_clock() + m_comDevice->SendingMSec();
+}
+
+u32 LTProto::IdleIn() const
+{
+    const u64 dueMSec = m_idleFromMSec + (IsSerial() && !DeviceHasPeer() ? REOPEN_MSEC : WaitingTimeout());
+    const u64 nowMSec = m_clock();
+    return dueMSec > nowMSec ? static_cast<u32>(dueMSec - nowMSec) : 0;
+}
+
+bool LTProto::ClientIsSilent() const
+{
+    return m_isConnected && m_pollUnanswered && m_clock() >= m_silentFromMSec + CLIENT_SILENT_MSEC;
+}
+
+bool LTProto::DeviceReopen()
+{
+    if (!m_comDevice->Set(nullptr, tovi::ComDevUart::SPEED_DEFAULT))
+        return false;
+    if (!m_comDevice->WaitableGroupRelink())
+    {
+        m_comDevice->Close();
+        return false;
+    }
+    Trace("Serial line is open again");
+    return true;
+}
+
 eReceiveResult LTProto::OnEventTimeout()
 {
-    if (m_comType != eComType::UART_MAIN)
+    const u64 activeMSec = m_idleFromMSec;
+    IdleRestart();
+    if (!IsSerial())
         return eReceiveResult::Unknown;
+    const eReceiveResult result =
+        m_comType == eComType::UART_MAIN ? eReceiveResult::ClientDisconnect : eReceiveResult::Unknown;
+    if (!DeviceHasPeer() && !DeviceReopen())
+        return result;
+    // A poll would take the place of the packet that still leaves, and a NACK would bring the wrong one.
+    if (m_comDevice->SendingMSec() > 0)
+        return eReceiveResult::Unknown;
+    // A packet that stopped half way is given up.
+    if (m_rcvPos > 0)
+        ReceiveBufferReset();
+    if (m_comType != eComType::UART_MAIN)
+        return result;
+    if (!std::exchange(m_pollUnanswered, true))
+        m_silentFromMSec = activeMSec;
     CommandSend(eCommandCode::POLLING, 0);
-    return eReceiveResult::ClientDisconnect;
+    return result;
 }
 
 } // namespace LTProtocol

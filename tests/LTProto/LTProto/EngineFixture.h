@@ -50,8 +50,12 @@ class ScriptedDevice : public tovi::ComDevice
     }
     int ReceiveServer() override { return m_serverResult; }
     bool IsConnected() const override { return m_connected; }
+    bool Set(const char *, int) override { return m_connected = m_opens; }
+    u32 SendingMSec() const override { return m_sendingMSec; }
 
     bool m_connected = true;
+    bool m_opens = false; // whether it can be opened again
+    u32 m_sendingMSec = 0;
     int m_serverResult = SERVER_CLIENT_TAKEN;
     int m_resultWithoutBytes = 0;
     u32 m_asked = 0; // bytes that the engine had room for
@@ -74,7 +78,7 @@ class EngineTest : public testing::Test
     {
         auto device = std::make_unique<ScriptedDevice>();
         m_device = device.get();
-        m_engine = std::make_unique<LTProtocol::LTProto>();
+        m_engine = std::make_unique<LTProtocol::LTProto>([] { return s_nowMSec; });
         ASSERT_TRUE(m_engine->Init(m_group, 1, 2, comType, std::move(device), payloadSize));
     }
 
@@ -107,6 +111,7 @@ class EngineTest : public testing::Test
         return m_engine->DataEnqueue(eDataType::VARIABLE_ID, id, eDataType::INTEGER_POSITIVE, value, 0, {});
     }
 
+    static inline u64 s_nowMSec = 1000;
     OSWaitableGrp m_group;
     std::unique_ptr<LTProtocol::LTProto> m_engine;
     ScriptedDevice *m_device = nullptr; // owned by the engine

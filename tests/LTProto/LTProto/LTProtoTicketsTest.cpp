@@ -93,20 +93,6 @@ TEST_F(TicketsTest, SerialStationsSendOnlyWhenThePeerIsReady)
     }
 }
 
-TEST_F(TicketsTest, IdleTimeIsAPollOnASerialMainStationAlone)
-{
-    EXPECT_EQ(m_engine->OnEventTimeout(), eReceiveResult::Unknown);
-    EXPECT_EQ(m_engine->WaitingTimeout(), 250U);
-    EXPECT_EQ(Sent(), "");
-
-    Start(eComType::UART_MAIN);
-    EXPECT_EQ(m_engine->WaitingTimeout(), 1000U);
-    EXPECT_EQ(m_engine->OnEventTimeout(), eReceiveResult::ClientDisconnect);
-    EXPECT_EQ(Sent(), FramedHex("2A 00"));
-    m_engine->IsConnected(true);
-    EXPECT_EQ(m_engine->WaitingTimeout(), 250U);
-}
-
 TEST_F(TicketsTest, FullQueueDropsItsOldestSpontaneousValue)
 {
     for (u32 id = 0; id <= LTProto::QUEUE_PACKETS_MAX; ++id) // the first one goes out at once

@@ -1,0 +1,53 @@
+#include "LTProto/ComDevice/ComDevUart.h"
+
+#include "tests/PtyCable.h"
+
+#include <gtest/gtest.h>
+
+namespace
+{
+
+constexpr u32 PEER = 7;
+
+} // namespace
+
+TEST(ComDevUart, OpensItsLastDeviceAgain)
+{
+    PtyPort pty;
+    tovi::ComDevUart device(nullptr);
+    OSWaitableGrp group;
+    EXPECT_FALSE(device.Set(nullptr, 115200)); // none yet
+    EXPECT_FALSE(device.Set(pty.device().c_str(), 9600));
+    EXPECT_FALSE(device.IsConnected() || device.Close() || device.WaitableGroupRelink());
+    EXPECT_FALSE(device.Set("/dev/null", 115200)); // opens half way
+    EXPECT_FALSE(device.IsConnected());
+    ASSERT_TRUE(device.Set(pty.device().c_str(), 115200) && device.WaitableGroup(group, PEER, 0));
+    EXPECT_EQ(device.WaitingTimeout(), 250U);
+    EXPECT_TRUE(device.Close() && device.Set("", 4000000) && device.WaitableGroupRelink());
+    pty.farEnd().write({1, 2, 3});
+    ASSERT_TRUE(group.wait(PATIENCE_MSEC) == 1 && group.getEventUserParamAsU32(0) == PEER);
+    u8 bytes[4] = {};
+    EXPECT_EQ(device.Receive(4, bytes), 3);
+    EXPECT_EQ(device.Receive(4, bytes), 0);
+    EXPECT_TRUE(device.Send(3, bytes));
+    EXPECT_EQ(pty.farEnd().readExactly(3), std::vector<u8>({1, 2, 3}));
+    pty.takeFarEnd();
+    EXPECT_EQ(device.Receive(4, bytes), tovi::ComDevice::RECEIVE_PEER_CLOSED);
+    EXPECT_TRUE(!device.IsConnected() && group.wait(0) == 0);
+    EXPECT_EQ(device.Receive(4, bytes), 0);
+    EXPECT_FALSE(device.Send(3, bytes));
+}
+
+TEST(ComDevUart, CountsTheTimeThatBytesNeedOnTheLine)
+{
+    PtyPort pty;
+    tovi::ComDevUart device(nullptr);
+    ASSERT_TRUE(device.Set(pty.device().c_str(), 115200));
+    EXPECT_EQ(device.SendingMSec(), 0U);
+    std::vector<u8> bytes(5009);
+    ASSERT_TRUE(device.Send(5009, bytes.data()));
+    EXPECT_TRUE(device.SendingMSec() > 0 && device.SendingMSec() <= 435);
+    testing::internal::CaptureStdout();
+    EXPECT_FALSE(device.Send(30000, std::vector<u8>(30000).data()));
+    EXPECT_TRUE(testing::internal::GetCapturedStdout().starts_with("ERR UartSend len 30000 sended "));
+}
