@@ -2,6 +2,7 @@
 
 #include "toviCommonLib/toviByteOrder.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <utility>
 
@@ -92,14 +93,14 @@ i16 Protocol::ThreadStart(void *self)
 }
 
 // The thread, until Stop: 1. wait, but not while the main thread's queue was left half read; 2. one handler for each ready
-// source; 3. the messages left over from a turn that was cut short; 4. when nothing at all happened, the engine's idle
-// step.
+// source; 3. the messages left over from a turn that was cut short; 4. the engine's idle step when the client link was
+// silent for long enough, whatever the main thread sends meanwhile.
 void Protocol::Process()
 {
     while (m_threadRunning)
     {
         const bool leftOver = std::exchange(m_mqHasMore, false);
-        const u8 n = m_wg.wait(leftOver ? 0 : m_comProtocol.WaitingTimeout());
+        const u8 n = m_wg.wait(leftOver ? 0 : std::min(m_comProtocol.IdleIn(), m_comProtocol.WaitingTimeout()));
         for (u8 i = 0; i < n; ++i)
         {
             HandleEvent(m_wg.getEventUserParamAsU32(i));
@@ -107,7 +108,7 @@ void Protocol::Process()
         }
         if (leftOver)
             MqReceive();
-        else if (n == 0)
+        if (m_comProtocol.IdleIn() == 0)
             OnTimeout();
     }
 }
@@ -116,6 +117,11 @@ void Protocol::OnTimeout()
 {
     LogPrint("Protocol::Process::Timeout");
     m_comProtocol.OnEventTimeout();
+    if (m_comProtocol.ClientIsSilent())
+    {
+        m_comProtocol.ClientDisconnect();
+        ConnectionState(false);
+    }
     ConnectionCheck();
 }
 

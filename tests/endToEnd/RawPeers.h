@@ -101,6 +101,7 @@ class RawClient
 {
   public:
     RawClient(const std::string &ip, u16 port, int receiveBuffer = 0) : m_link(connectTo(ip, port, receiveBuffer)) {}
+    explicit RawClient(Descriptor link) : m_link(std::move(link)) {}
 
     void send(const std::string &content) { sendRaw(Framed(content)); }
     void sendRaw(const std::vector<u8> &bytes) { m_link.write(bytes); }
@@ -117,6 +118,7 @@ class RawClient
         return packet;
     }
     std::string receive() { return hexOf(receiveBytes()); }
+    const Descriptor &link() const { return m_link; }
 
   private:
     Descriptor m_link;

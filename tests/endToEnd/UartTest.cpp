@@ -1,0 +1,221 @@
+// The bridge on a serial line, as its main station: the client at the far end speaks raw bytes.
+#include "tests/PtyCable.h"
+#include "tests/endToEnd/BridgeFixture.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <thread>
+
+namespace
+{
+
+const std::string POLLING = framed("2A 00");
+const std::string NOTICE_0 = framed("66 FF FF FF FF 80 00 00 00 00");
+constexpr char ACK[] = "2A 01";
+constexpr char NACK[] = "2A 02 00 02";
+
+class UartTest : public BridgeTest
+{
+  protected:
+    // Launches the bridge on `device`.
+    void startOn(const std::string &device, std::vector<std::string> more = {})
+    {
+        more.insert(more.end(), {"-server", "127.0.0.1:" + std::to_string(m_smu.port()), "-uart", device});
+        m_bridge = std::make_unique<BridgeProcess>(more);
+        m_smu.take();
+        ASSERT_TRUE(m_bridge->prints("Max payload lenght"));
+    }
+
+    // Puts a new line behind the device name that the bridge knows, with the client at its far end.
+    void plugIn()
+    {
+        m_port.emplace();
+        std::filesystem::remove(device());
+        std::filesystem::create_symlink(m_port->device(), device());
+        m_client = std::make_unique<RawClient>(m_port->takeFarEnd());
+    }
+    void unplug()
+    {
+        m_client.reset();
+        m_port.reset();
+    }
+    std::string device() const { return m_folder.path("line"); }
+
+    // Answers the first poll; the machine hears of the client and the link is at rest, the bridge polling.
+    void answerPoll()
+    {
+        ASSERT_EQ(m_client->receive(), POLLING);
+        m_client->send(ACK);
+        ASSERT_EQ(m_smu.receive(), LINK_UP);
+        ASSERT_EQ(m_client->receive(), POLLING);
+    }
+
+    void startWithClient(const std::vector<std::string> &more = {})
+    {
+        plugIn();
+        ASSERT_NO_FATAL_FAILURE(startOn(device(), more));
+        ASSERT_NO_FATAL_FAILURE(answerPoll());
+        awaitFreshRecord();
+    }
+
+    // Shows that the line is free until a packet other than a poll comes, which is returned.
+    std::string receiveBeyondPolls()
+    {
+        for (;;)
+        {
+            std::string packet = m_client->receive();
+            if (packet != POLLING)
+                return packet;
+            m_client->send(ACK);
+        }
+    }
+
+    // The value that the machine sends goes out at the next ready signal, here that of `signal`.
+    std::string valueAt(const std::string &value, const char *signal = ACK)
+    {
+        m_smu.send("90 01 00 00 00 00 00 0A " + value);
+        EXPECT_TRUE(m_bridge->prints("Push packet"));
+        m_client->send(signal);
+        std::string packet = m_client->receive();
+        if (packet == POLLING) // it crossed the signal
+            packet = m_client->receive();
+        return packet;
+    }
+
+    TempFolder m_folder;
+    std::optional<PtyPort> m_port;
+};
+
+// A raw buffer whose packet is so many bytes long.
+std::string largeValue(size_t packetLen)
+{
+    std::string bytes = "10";
+    for (size_t i = 16; i < packetLen; ++i)
+        bytes += " 5A";
+    return bytes;
+}
+
+} // namespace
+
+TEST_F(UartTest, VariableRequestGoesToTheMachineAndItsValueComesBackAtTheNextReadySignal)
+{
+    ASSERT_NO_FATAL_FAILURE(startWithClient());
+    m_client->send("33 06 00 00 00 04");
+    EXPECT_EQ(m_client->receive(), NOTICE_0);
+    EXPECT_EQ(m_smu.receive(), "90 01 00 00 00 00 00 04 00 00 00 00 00");
+    m_smu.send("90 01 00 00 00 00 00 04 03 00 00 03 9D 01");
+    ASSERT_TRUE(m_bridge->prints("Push packet TicketId 0 (0)"));
+    EXPECT_EQ(receiveBeyondPolls(), framed("66 00 00 00 00 03 00 00 03 9D 01"));
+    m_client->send(ACK);
+    EXPECT_EQ(m_client->receive(), POLLING);
+    m_client->send("66 FF FF FF FE 06 00 00 00 0B 01 00 00 00 5F");
+    EXPECT_EQ(m_client->receive(), framed(ACK));
+    EXPECT_EQ(m_smu.receive(), "90 01 00 00 00 00 00 0b 01 00 00 00 5f");
+    stop();
+    EXPECT_NE(m_bridge->output().find("Init on UART Main device " + device() + " ret=true"), std::string::npos);
+    EXPECT_NE(m_bridge->output().find("Max payload lenght 5000 bytes"), std::string::npos);
+}
+
+TEST_F(UartTest, SpontaneousValuesOfEveryType)
+{
+    ASSERT_NO_FATAL_FAILURE(startWithClient());
+    for (const char *value : {"01 00 00 00 19", "02 00 00 00 19", "03 00 00 04 D2 02", "04 00 00 04 D2 02",
+                              "07 63 61 66 C3 A9", "07", "10 00 FF 60", "10"})
+        EXPECT_EQ(valueAt(value), framed(std::string("66 FF FF FF FE 06 00 00 00 0A ") + value));
+}
+
+TEST_F(UartTest, PacketIsSentAgainForThreeNacks)
+{
+    ASSERT_NO_FATAL_FAILURE(startWithClient());
+    const std::string value = valueAt("01 00 00 00 19");
+    for (int i = 0; i < 3; ++i)
+    {
+        m_client->send(NACK);
+        EXPECT_EQ(m_client->receive(), value);
+    }
+    m_client->send(NACK);
+    EXPECT_EQ(m_client->receive(), POLLING);
+}
+
+TEST_F(UartTest, SilentClientIsReportedOnceAndItsNextByteBringsItBack)
+{
+    ASSERT_NO_FATAL_FAILURE(startWithClient());
+    for (int i = 0; i < 2; ++i)
+    {
+        EXPECT_EQ(m_smu.receive(), LINK_DOWN);
+        EXPECT_EQ(m_client->receive(), POLLING); // they have gone out all the while
+        m_client->sendRaw({0x00});
+        EXPECT_EQ(m_smu.receive(), LINK_UP);
+    }
+    stop();
+}
+
+TEST_F(UartTest, PollsGoOutWhileTheMachineTalks)
+{
+    ASSERT_NO_FATAL_FAILURE(startWithClient());
+    std::atomic<bool> ended = false;
+    std::thread talk(
+        [&]
+        {
+            while (!ended)
+            {
+                m_smu.send("90 01 00 00 00 00 00 04 01 00 00 00 19");
+                pollfd nothing{-1, 0, 0};
+                poll(&nothing, 1, 20); // the pace of the machine, far below the time that brings a poll
+            }
+        });
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(m_client->receive(), POLLING);
+    ended = true;
+    talk.join();
+}
+
+TEST_F(UartTest, PacketThatStopsHalfWayIsForgottenAtTheNextPoll)
+{
+    ASSERT_NO_FATAL_FAILURE(startWithClient());
+    m_client->sendRaw(Hex("60 0F FF 66 01"));
+    EXPECT_EQ(m_client->receive(), POLLING);
+    m_client->send("33 80 00 00 00 09");
+    EXPECT_EQ(m_client->receive(), framed("66 FF FF FF FF 11"));
+}
+
+TEST_F(UartTest, LineThatHangsUpIsOpenedAgain)
+{
+    ASSERT_NO_FATAL_FAILURE(startWithClient());
+    const char *times = std::getenv("LUMO_TEST_HANGUPS");
+    for (int i = times != nullptr ? std::atoi(times) : 3; i > 0; --i)
+    {
+        unplug();
+        ASSERT_EQ(m_smu.receive(), LINK_DOWN);
+        plugIn();
+        ASSERT_NO_FATAL_FAILURE(answerPoll());
+    }
+    stop();
+}
+
+TEST_F(UartTest, LongPacketsPassAtLineSpeedBothWays)
+{
+    PtyCable cable(11520);
+    ASSERT_NO_FATAL_FAILURE(startOn(cable.deviceA()));
+    m_client = std::make_unique<RawClient>(Descriptor(open(cable.deviceB().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC)));
+    ASSERT_NO_FATAL_FAILURE(answerPoll());
+    const std::string value = largeValue(5009);
+    EXPECT_EQ(valueAt(value), framed("66 FF FF FF FE 06 00 00 00 0A " + value));
+    m_client->send(NACK); // no poll has taken its place
+    EXPECT_EQ(m_client->receive(), framed("66 FF FF FF FE 06 00 00 00 0A " + value));
+    m_client->send("66 FF FF FF FE 06 00 00 00 0B " + value);
+    EXPECT_EQ(m_client->receive(), framed(ACK));
+    EXPECT_EQ(m_smu.receive(), hexOf(Hex("90 01 00 00 00 00 00 0B " + value)));
+}
+
+TEST_F(UartTest, LineThatTakesNothingIsReported)
+{
+    ASSERT_NO_FATAL_FAILURE(startWithClient({"-payload", "65535"}));
+    m_smu.send("90 01 00 00 00 00 00 0A " + largeValue(30000));
+    ASSERT_TRUE(m_bridge->prints("Push packet"));
+    m_client->send(ACK);
+    EXPECT_TRUE(m_bridge->prints("ERR UartSend len 30000 sended "));
+    EXPECT_TRUE(m_bridge->prints("Unable to send. Connection is close."));
+}
