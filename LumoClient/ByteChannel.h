@@ -25,6 +25,10 @@ class ByteChannel
     // Closing twice does nothing; reads and writes then find the peer gone.
     virtual void close() = 0;
 
+    // Whether the bridge is the main station of a serial line: it polls, and sends a value only in answer to an ACK or a
+    // POLLING.
+    virtual bool isPolled() const { return false; }
+
     // The clock by which `read` measures its time: milliseconds, never set back, of no particular origin.
     virtual u64 nowMSec() const = 0;
 };

@@ -1,6 +1,5 @@
 #include "LumoClient/ClientLink.h"
 
-#include "LumoClient/TcpChannel.h"
 #include "toviCommonLib/toviByteOrder.h"
 
 #include <algorithm>
@@ -73,21 +72,12 @@ const char *resultText(eResult result)
     return "";
 }
 
-eResult ClientLink::connect(const std::string &host, u16 port, u32 timeoutMSec)
-{
-    m_link.reset();
-    std::unique_ptr<ByteChannel> channel = TcpChannel::open(host, port, timeoutMSec);
-    if (!channel)
-        return eResult::unreachable;
-    attach(std::move(channel));
-    return eResult::done;
-}
-
 void ClientLink::attach(std::unique_ptr<ByteChannel> channel)
 {
     m_link = std::make_unique<PacketLink>(std::move(channel));
     m_values.clear();
     m_repliesOwed = 0;
+    m_ackAtMSec.reset();
     m_remindAtMSec = m_link->nowMSec() + REPEAT_MSEC;
 }
 
@@ -183,7 +173,8 @@ eResult ClientLink::await(Exchange &exchange, u64 deadlineMSec)
 {
     while (m_link->nowMSec() < deadlineMSec)
     {
-        const std::optional<Packet> packet = m_link->receive(std::min(deadlineMSec, m_remindAtMSec));
+        const u64 nextMSec = std::min(m_remindAtMSec, m_ackAtMSec.value_or(m_remindAtMSec));
+        const std::optional<Packet> packet = m_link->receive(std::min(deadlineMSec, nextMSec));
         if (packet)
         {
             if (const std::optional<eResult> result = take(exchange, *packet))
@@ -192,13 +183,28 @@ eResult ClientLink::await(Exchange &exchange, u64 deadlineMSec)
         else if (!m_link->isOpen())
             return m_link->hasHeard() ? eResult::linkLost : eResult::refused;
         else if (m_link->nowMSec() < deadlineMSec)
-            remind(exchange);
+            actOnSilence(exchange);
     }
     return eResult::noAnswer;
 }
 
+void ClientLink::actOnSilence(Exchange &exchange)
+{
+    if (m_ackAtMSec && m_link->nowMSec() >= *m_ackAtMSec)
+        answerPoll();
+    else if (m_link->nowMSec() >= m_remindAtMSec)
+        remind(exchange);
+}
+
+void ClientLink::answerPoll()
+{
+    m_ackAtMSec.reset();
+    m_link->sendCommand(eCommandCode::ACK);
+}
+
 void ClientLink::start(const Exchange &exchange)
 {
+    m_ackAtMSec.reset(); // the packet answers the poll as well
     m_link->send(exchange.type, exchange.payload);
     ++m_repliesOwed;
     m_remindAtMSec = m_link->nowMSec() + REPEAT_MSEC;
@@ -237,7 +243,7 @@ std::optional<eResult> ClientLink::takeCommand(const Exchange &exchange, std::sp
     const eCommandCode code{payload[0]};
     if (code == eCommandCode::POLLING)
     {
-        m_link->sendCommand(eCommandCode::ACK); // a serial main station keeps the link alive
+        m_ackAtMSec = m_link->nowMSec() + POLL_PAUSE_MSEC;
         return std::nullopt;
     }
     const bool isAwaited = m_repliesOwed > 0 && exchange.type != eCommandType::CMD && !exchange.ticket;
@@ -271,6 +277,8 @@ std::optional<eResult> ClientLink::takeNotice(Exchange &exchange, std::span<cons
     if (!said)
         return std::nullopt;
     m_repliesOwed -= std::min(m_repliesOwed, 1u);
+    if (m_link->isPolled())
+        answerPoll();
     const bool isUnknown = said->dataType == eDataType::NULL_DATA;
     if (exchange.goal == eGoal::UNKNOWN_TICKET && isUnknown)
         return eResult::done;

@@ -12,6 +12,9 @@
 // come at any moment, also before a notice or between notice and answer. After each value the bridge sends nothing more
 // until an ACK, a POLLING or a REQUEST comes.
 //
+// On a serial line the bridge polls, and everything but a notice or an ACK waits for the client's next ACK: so each
+// notice is acknowledged at once, and each poll after a pause that keeps the line quiet.
+//
 // A notice does not say which request it belongs to. A request that ended without its notice is therefore followed by
 // the question for a ticket that cannot exist: replies come in order, so whatever came before that answer is old.
 #pragma once
@@ -35,6 +38,9 @@ using LTProtocol::Value;
 // ticket is open, the bridge is reminded of it as often. A `set` or a buffer is never repeated, only sent again on NACK.
 constexpr u32 REPEAT_MSEC = 1000;
 
+// The pause before a poll of the bridge is acknowledged; the bridge polls anew after 250 ms without an answer.
+constexpr u32 POLL_PAUSE_MSEC = 20;
+
 // `poll` ends when nothing came for this long.
 constexpr u32 POLL_QUIET_MSEC = 200;
 
@@ -45,7 +51,7 @@ enum class eResult
 {
     done,
     refused,     // NACK, or the bridge closed a fresh connection: it serves one client at a time
-    unreachable, // no connection could be made
+    unreachable, // no connection could be made, or the device cannot be opened
     linkLost,    // the connection ended, now or in an earlier call
     noAnswer,    // not in time
     badAnswer,   // of another type than was asked for, or damaged
@@ -66,10 +72,7 @@ struct SpontaneousValue
 class ClientLink
 {
   public:
-    // done or unreachable. A connection that stands is given up first.
-    eResult connect(const std::string &host, u16 port, u32 timeoutMSec);
-
-    // The same over any open channel.
+    // Talks over this open channel; an earlier one is given up.
     void attach(std::unique_ptr<ByteChannel> channel);
 
     // Asks for a variable. Values of other variables that arrive meanwhile are kept for `waitValue`.
@@ -96,7 +99,9 @@ class ClientLink
     eResult settle(u64 deadlineMSec);
     eResult await(Exchange &exchange, u64 deadlineMSec);
     void start(const Exchange &exchange);
+    void actOnSilence(Exchange &exchange);
     void remind(Exchange &exchange);
+    void answerPoll();
 
     // Each returns the result that ends the exchange, nothing as long as it goes on.
     std::optional<eResult> take(Exchange &exchange, const Packet &packet);
@@ -111,8 +116,9 @@ class ClientLink
 
     std::unique_ptr<PacketLink> m_link; // null before the first connection
     std::deque<SpontaneousValue> m_values;
-    u32 m_repliesOwed = 0;  // notices and ACKs that may still come for what was sent
-    u64 m_remindAtMSec = 0; // when silence has lasted too long
+    u32 m_repliesOwed = 0;          // notices and ACKs that may still come for what was sent
+    u64 m_remindAtMSec = 0;         // when silence has lasted too long
+    std::optional<u64> m_ackAtMSec; // when the poll that waits for its ACK gets it
 };
 
 } // namespace LumoClient

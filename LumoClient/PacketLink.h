@@ -43,6 +43,7 @@ class PacketLink
 
     bool isOpen() const { return m_isOpen; }
     bool hasHeard() const { return m_hasHeard; } // a packet has come since the link was opened
+    bool isPolled() const { return m_channel->isPolled(); }
     u64 nowMSec() const { return m_channel->nowMSec(); }
 
   private:

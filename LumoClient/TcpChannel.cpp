@@ -1,9 +1,8 @@
 #include "LumoClient/TcpChannel.h"
 
-#include <algorithm>
+#include "LumoClient/DescriptorWait.h"
+
 #include <cerrno>
-#include <chrono>
-#include <limits>
 
 #include <netdb.h>
 #include <netinet/in.h>
@@ -20,26 +19,6 @@ namespace
 
 constexpr u32 WRITE_TIMEOUT_MSEC = 5000;
 constexpr int NO_SOCKET = -1;
-
-u64 steadyMSec()
-{
-    using namespace std::chrono;
-    return static_cast<u64>(duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count());
-}
-
-// False when the time is over. An error of the socket counts as ready: the call that follows reports it.
-bool waitUntilReady(int socket, short events, u64 deadlineMSec)
-{
-    while (true)
-    {
-        const u64 now = steadyMSec();
-        const u64 left = deadlineMSec > now ? deadlineMSec - now : 0;
-        pollfd waited{.fd = socket, .events = events, .revents = 0};
-        const int ready = poll(&waited, 1, static_cast<int>(std::min<u64>(left, std::numeric_limits<int>::max())));
-        if (ready >= 0 || errno != EINTR)
-            return ready != 0;
-    }
-}
 
 bool connectBy(int socket, const addrinfo &address, u64 deadlineMSec)
 {

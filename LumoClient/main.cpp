@@ -1,5 +1,7 @@
 // LumoClient: asks and tells the machine through the bridge, from a shell.
 #include "LumoClient/Commands.h"
+#include "LumoClient/SerialChannel.h"
+#include "LumoClient/TcpChannel.h"
 
 #include "LTProto/LTProto/ValueText.h"
 
@@ -25,6 +27,7 @@ struct Endpoint
 struct Options
 {
     std::string tcp;
+    std::string uart;
     u32 timeoutMSec = 3000;
     std::vector<u32> varIds;
     u32 varId = 0;
@@ -65,7 +68,10 @@ std::optional<Endpoint> parseEndpoint(const std::string &text)
 
 void describe(CLI::App &app, Options &options)
 {
-    app.add_option("--tcp", options.tcp, "Where the bridge listens: host:port, or host for port 8283")->required();
+    CLI::Option_group *link = app.add_option_group("Link", "How the bridge is reached");
+    link->add_option("--tcp", options.tcp, "Where the bridge listens: host:port, or host for port 8283");
+    link->add_option("--uart", options.uart, "Serial device of the bridge's line: 115200 baud, 8N1");
+    link->require_option(1);
     app.add_option("--timeout", options.timeoutMSec, "How long to wait for the connection and for an answer")
         ->option_text("MSEC (3000)");
     app.require_subcommand(1);
@@ -91,6 +97,14 @@ void describe(CLI::App &app, Options &options)
                "the machine without their content.");
 }
 
+// Null when the bridge cannot be reached.
+std::unique_ptr<ByteChannel> openChannel(const Options &options, const Endpoint &endpoint)
+{
+    if (!options.uart.empty())
+        return SerialChannel::open(options.uart);
+    return TcpChannel::open(endpoint.host, endpoint.port, options.timeoutMSec);
+}
+
 int runCommand(const std::string &command, const Options &options, const Endpoint &endpoint)
 {
     std::optional<Value> value;
@@ -100,11 +114,11 @@ int runCommand(const std::string &command, const Options &options, const Endpoin
     if (!bytes)
         return usageError("buffer: '" + options.hex + "' is not hexadecimal");
 
+    std::unique_ptr<ByteChannel> channel = openChannel(options, endpoint);
+    if (!channel)
+        return reportFailure(options.uart.empty() ? options.tcp : options.uart, eResult::unreachable);
     ClientLink link;
-    const eResult connected = link.connect(endpoint.host, endpoint.port, options.timeoutMSec);
-    if (connected != eResult::done)
-        return reportFailure(endpoint.host + ':' + std::to_string(endpoint.port), connected);
-
+    link.attach(std::move(channel));
     if (command == "get")
         return runGet(link, options.varIds, options.timeoutMSec);
     if (command == "set")
@@ -136,7 +150,7 @@ int main(int argc, char *argv[])
         return app.exit(error) == 0 ? EXIT_DONE : EXIT_USAGE;
     }
 
-    const std::optional<Endpoint> endpoint = parseEndpoint(options.tcp);
+    const std::optional<Endpoint> endpoint = options.uart.empty() ? parseEndpoint(options.tcp) : Endpoint{};
     if (!endpoint)
         return usageError("--tcp: '" + options.tcp + "' is neither host nor host:port");
     return runCommand(app.get_subcommands().front()->get_name(), options, *endpoint);

@@ -109,6 +109,16 @@ TEST_F(ClientLinkTest, ALateNoticeIsNotTakenForTheNextRequests)
     EXPECT_EQ(Get(5), "26");
 }
 
+TEST_F(ClientLinkTest, OnAPolledLineNoticesAreAcknowledgedAtOnceAndPollsAfterAPause)
+{
+    m_bridge->polled().expect(GET_4).arrive({POLLING}).arrive({NOTICE_0}).expect(ACK);
+    m_bridge->arrive({POLLING}).expect(ACK).arrive({VALUE_25_ON_0}).expect(ACK);
+    EXPECT_EQ(Get(4), "25");
+    const std::vector<u64> &at = m_bridge->writtenAtMSec();
+    EXPECT_EQ(at[1] - at[0], 0U);
+    EXPECT_EQ(at[2] - at[1], POLL_PAUSE_MSEC);
+}
+
 TEST_F(ClientLinkTest, NacksForTheChecksumAreAnsweredThreeTimesWithTheSamePacket)
 {
     m_bridge->expect(SET_100_TO_7).arrive({CHECKSUM_NACK}).expect(SET_100_TO_7).arrive({ACK});

@@ -30,6 +30,12 @@ class ScriptedChannel final : public LumoClient::ByteChannel
         return add(eStep::ARRIVE, bytes);
     }
 
+    ScriptedChannel &polled()
+    {
+        m_isPolled = true;
+        return *this;
+    }
+
     bool isPlayed() const { return m_steps.empty(); }
     const std::vector<u64> &writtenAtMSec() const { return m_writtenAtMSec; }
 
@@ -66,6 +72,7 @@ class ScriptedChannel final : public LumoClient::ByteChannel
     }
 
     void close() override { m_isClosed = true; }
+    bool isPolled() const override { return m_isPolled; }
     u64 nowMSec() const override { return m_nowMSec; }
 
   private:
@@ -91,4 +98,5 @@ class ScriptedChannel final : public LumoClient::ByteChannel
     std::vector<u64> m_writtenAtMSec;
     u64 m_nowMSec = 1'000'000;
     bool m_isClosed = false;
+    bool m_isPolled = false;
 };
