@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Shows the main job on this machine: a client asks a coffee machine through the bridge. The machine is simulated, all is
-# on loopback. Works on a fresh Debian 12; asks nothing. With --keep, simulator and bridge stay in the foreground.
+# on loopback. Works on a fresh Debian 12; asks nothing. With --uart, client and bridge are joined by a serial line of two
+# pseudo-terminals instead of TCP. With --keep, simulator and bridge stay in the foreground.
 . "$(dirname "$0")/common.sh"
 
 BIN=$PWD/build/release/bin
@@ -48,8 +49,8 @@ CLIENTS=0
 client() {
     await "$HERE/bridge.log" "From Client: Link status down" $CLIENTS
     CLIENTS=$((CLIENTS + 1))
-    printf '$ LumoClient --tcp %s %s\n' "$CLIENT_AT" "$*"
-    "$BIN/LumoClient" --tcp "$CLIENT_AT" "$@"
+    printf '$ LumoClient %s %s\n' "${CLIENT_LINK[*]}" "$*"
+    "$BIN/LumoClient" "${CLIENT_LINK[@]}" "$@"
 }
 
 type_to_machine() {
@@ -57,16 +58,28 @@ type_to_machine() {
     echo "$1" >&8
 }
 
+# The bridge's serial device and the client's, joined at the speed of a real line.
+start_line() {
+    "$BIN/PtyCable" bridge.tty client.tty 11520 <cable.keys >cable.log &
+    PIDS+=($!)
+    exec 7>cable.keys
+    await cable.log "joins"
+    CLIENT_LINK=(--uart client.tty)
+    BRIDGE_LINK=(-uart bridge.tty)
+}
+
 start_all() {
     MACHINE_AT=127.0.83.1:2283
-    CLIENT_AT=127.0.83.1:8283
+    CLIENT_LINK=(--tcp 127.0.83.1:8283)
+    BRIDGE_LINK=(-socket 127.0.83.1:8283)
     cd "$HERE"
-    mkfifo machine.keys bridge.keys
+    mkfifo machine.keys bridge.keys cable.keys
+    [ "$LINK" != --uart ] || start_line
     "$BIN/LumoSmuSim" --listen $MACHINE_AT <machine.keys >machine.log &
     PIDS+=($!)
     exec 8>machine.keys
     await machine.log "listening on"
-    "$BIN/LumoBridge" -server $MACHINE_AT -socket $CLIENT_AT <bridge.keys >bridge.log &
+    "$BIN/LumoBridge" -server $MACHINE_AT "${BRIDGE_LINK[@]}" <bridge.keys >bridge.log &
     BRIDGE=$!
     PIDS+=($BRIDGE)
     exec 9>bridge.keys
@@ -106,8 +119,9 @@ stop_bridge() {
 trap finish EXIT
 say "LumoBridge: a client, the bridge and a simulated coffee machine"
 need_packages "${BUILD_TOOLS[@]}"
-build_preset release LumoBridge LumoSmuSim LumoClient
-if [ "${1:-}" = --keep ]; then
+build_preset release LumoBridge LumoSmuSim LumoClient PtyCable
+LINK=${1:-}
+if [ "$LINK" = --keep ]; then
     keep
     exit
 fi
