@@ -1,6 +1,7 @@
 #include "toviCommonLib/OS/linux/linuxOSSocket.h"
 
 #include "toviCommonLib/OS/linux/linuxOS.h"
+#include "toviCommonLib/OS/linux/linuxOSSocketShared.h"
 
 #include <algorithm>
 #include <arpa/inet.h>
@@ -14,42 +15,15 @@
 
 namespace platform
 {
+
+using namespace internal;
+
 namespace
 {
 
 constexpr u32 TIMEOUT_NONE = 0xFFFFFFFF;
 constexpr u16 QUEUE_LENGTH_SYSTEM_MAX = 0xFFFF;
 constexpr int SOCKET_BUFFER_SIZE = 65536;
-
-eSocketError openErrorFromErrno()
-{
-    switch (errno)
-    {
-    case ENOMEM:
-    case ENOBUFS: return eSocketError::noMem;
-    case EACCES: return eSocketError::denied;
-    case EINVAL:
-    case EPROTONOSUPPORT:
-    case EAFNOSUPPORT: return eSocketError::unsupported;
-    case ENFILE:
-    case EMFILE: return eSocketError::tooMany;
-    default: return eSocketError::unknown;
-    }
-}
-
-// What `bind` and `connect` have in common; each adds its own codes before it.
-eSocketError addressErrorFromErrno(int error)
-{
-    switch (error)
-    {
-    case ENOMEM: return eSocketError::noMem;
-    case EACCES: return eSocketError::addressProtected;
-    case EINVAL: return eSocketError::alreadyBound;
-    case ENOTSOCK: return eSocketError::invalidDescriptor;
-    case EADDRINUSE: return eSocketError::addressInUse;
-    default: return eSocketError::unknown;
-    }
-}
 
 eSocketError connectErrorFromErrno(int error)
 {
@@ -62,43 +36,19 @@ eSocketError connectErrorFromErrno(int error)
     }
 }
 
-void setOption(const sOSSocket &sok, int option, int value)
-{
-    setsockopt(sok.socketID, SOL_SOCKET, option, &value, sizeof value);
-}
-
 eSocketError openTCP(sOSSocket *out)
 {
-    socket_init(out);
-    out->socketID = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, IPPROTO_TCP);
-    if (out->socketID < 0)
-        return openErrorFromErrno();
-    setOption(*out, SO_REUSEADDR, 1);
-    setOption(*out, SO_REUSEPORT, 1);
+    if (const eSocketError error = openSocket(out, SOCK_STREAM, IPPROTO_TCP); error != eSocketError::none)
+        return error;
     setOption(*out, SO_RCVBUF, SOCKET_BUFFER_SIZE);
     setOption(*out, SO_SNDBUF, SOCKET_BUFFER_SIZE);
     return eSocketError::none;
 }
 
-sockaddr_in makeAddress(in_addr_t address, int port)
-{
-    sockaddr_in result{};
-    result.sin_family = AF_INET;
-    result.sin_addr.s_addr = address;
-    result.sin_port = htons(static_cast<u16>(port));
-    return result;
-}
-
-eSocketError closeWith(sOSSocket *sok, eSocketError error)
-{
-    socket_close(*sok);
-    return error;
-}
-
 // Waits for a connection in progress; returns its error number, EINTR when `cancel` ended the wait.
 int awaitConnected(const sOSSocket &sok, const sOSEvent *cancel)
 {
-    pollfd sources[2] = {{sok.socketID, POLLOUT, 0}, {cancel != nullptr ? cancel->evfd : -1, POLLIN, 0}};
+    pollfd sources[2] = {{descriptorOf(sok), POLLOUT, 0}, {cancel != nullptr ? cancel->evfd : -1, POLLIN, 0}};
     while (poll(sources, 2, -1) < 0)
     {
         if (errno != EINTR)
@@ -108,18 +58,18 @@ int awaitConnected(const sOSSocket &sok, const sOSEvent *cancel)
         return EINTR;
     int error = 0;
     socklen_t size = sizeof error;
-    getsockopt(sok.socketID, SOL_SOCKET, SO_ERROR, &error, &size);
+    getsockopt(descriptorOf(sok), SOL_SOCKET, SO_ERROR, &error, &size);
     return error;
 }
 
 int connectTo(const sOSSocket &sok, const sockaddr_in &address, const sOSEvent *cancel)
 {
-    const int flags = fcntl(sok.socketID, F_GETFL);
-    fcntl(sok.socketID, F_SETFL, flags | O_NONBLOCK);
+    const int flags = fcntl(descriptorOf(sok), F_GETFL);
+    fcntl(descriptorOf(sok), F_SETFL, flags | O_NONBLOCK);
     int error = 0;
-    if (connect(sok.socketID, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0)
+    if (connect(descriptorOf(sok), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0)
         error = errno == EINPROGRESS ? awaitConnected(sok, cancel) : errno;
-    fcntl(sok.socketID, F_SETFL, flags);
+    fcntl(descriptorOf(sok), F_SETFL, flags);
     return error;
 }
 
@@ -137,14 +87,14 @@ timeval toTimeval(u32 timeoutMSec)
 bool setTimeout(const sOSSocket &sok, int option, u32 timeoutMSec)
 {
     const timeval timeout = toTimeval(timeoutMSec);
-    return setsockopt(sok.socketID, SOL_SOCKET, option, &timeout, sizeof timeout) == 0;
+    return setsockopt(descriptorOf(sok), SOL_SOCKET, option, &timeout, sizeof timeout) == 0;
 }
 
 u64 writeTimeoutMSec(const sOSSocket &sok)
 {
     timeval timeout{};
     socklen_t size = sizeof timeout;
-    getsockopt(sok.socketID, SOL_SOCKET, SO_SNDTIMEO, &timeout, &size);
+    getsockopt(descriptorOf(sok), SOL_SOCKET, SO_SNDTIMEO, &timeout, &size);
     return static_cast<u64>(timeout.tv_sec) * 1000 + static_cast<u64>(timeout.tv_usec) / 1000;
 }
 
@@ -152,7 +102,7 @@ int receive(const sOSSocket &sok, void *buffer, u16 nMaxBytesToRead, int flags)
 {
     for (;;)
     {
-        const ssize_t n = recv(sok.socketID, buffer, nMaxBytesToRead, flags);
+        const ssize_t n = recv(descriptorOf(sok), buffer, nMaxBytesToRead, flags);
         if (n >= 0)
             return static_cast<int>(n);
         if (errno != EINTR)
@@ -182,25 +132,11 @@ bool socket_isOpen(const sOSSocket &sok)
 
 eSocketError socket_openAsTCPServer(sOSSocket *out, int portNumber, eSocketBindMode mode, const char *ip)
 {
-    if (const eSocketError error = openTCP(out); error != eSocketError::none)
+    eSocketError error = openTCP(out);
+    if (error == eSocketError::none)
+        error = bindSocket(out, portNumber, mode, ip, addressErrorFromErrno);
+    if (error != eSocketError::none)
         return error;
-    if (portNumber < 0 || portNumber > 0xFFFF)
-        return closeWith(out, eSocketError::invalidParameter);
-
-    in_addr_t address = INADDR_NONE;
-    switch (mode)
-    {
-    case eSocketBindMode::anyInterface: address = htonl(INADDR_ANY); break;
-    case eSocketBindMode::loopbackInterface: address = htonl(INADDR_LOOPBACK); break;
-    case eSocketBindMode::aSpecifiIP: address = inet_addr(ip); break;
-    default: return eSocketError::unsupported; // the socket stays open for the caller to close
-    }
-    // What is no address reads as the broadcast address, which the system would bind although nobody can connect to it.
-    if (address == INADDR_NONE)
-        return closeWith(out, eSocketError::invalidParameter);
-    const sockaddr_in local = makeAddress(address, portNumber);
-    if (bind(out->socketID, reinterpret_cast<const sockaddr *>(&local), sizeof local) != 0)
-        return closeWith(out, addressErrorFromErrno(errno));
     socket_setReadTimeoutMSec(*out, out->readTimeoutMSec);
     return eSocketError::none;
 }
@@ -209,7 +145,7 @@ bool socket_listen(const sOSSocket &sok, u16 maxIncomingConnectionsQueueLength)
 {
     const int length =
         maxIncomingConnectionsQueueLength == QUEUE_LENGTH_SYSTEM_MAX ? 128 : maxIncomingConnectionsQueueLength;
-    return listen(sok.socketID, length) == 0;
+    return listen(descriptorOf(sok), length) == 0;
 }
 
 bool socket_accept(const sOSSocket &listener, sOSSocket *out)
@@ -217,7 +153,7 @@ bool socket_accept(const sOSSocket &listener, sOSSocket *out)
     socket_init(out);
     do
     {
-        out->socketID = accept4(listener.socketID, nullptr, nullptr, SOCK_CLOEXEC);
+        out->socketID = accept4(descriptorOf(listener), nullptr, nullptr, SOCK_CLOEXEC);
     } while (out->socketID < 0 && errno == EINTR);
     return socket_isOpen(*out) && socket_setReadTimeoutMSec(*out, out->readTimeoutMSec);
 }
@@ -251,7 +187,7 @@ bool socket_setWriteTimeoutMSec(sOSSocket &sok, u32 timeoutMSec)
 bool socket_setNoDelay(sOSSocket &sok)
 {
     const int on = 1;
-    return setsockopt(sok.socketID, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on) == 0;
+    return setsockopt(descriptorOf(sok), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on) == 0;
 }
 
 int socket_read(sOSSocket &sok, void *buffer, u16 nMaxBytesToRead, u32 timeoutMSec, bool bPeek)
@@ -268,7 +204,7 @@ int socket_readNoWait(sOSSocket &sok, void *buffer, u16 nMaxBytesToRead)
 
 eSocketWait socket_waitReadable(const sOSSocket &sok, u32 timeoutMSec, const sOSEvent *cancel)
 {
-    pollfd sources[2] = {{sok.socketID, POLLIN, 0}, {cancel != nullptr ? cancel->evfd : -1, POLLIN, 0}};
+    pollfd sources[2] = {{descriptorOf(sok), POLLIN, 0}, {cancel != nullptr ? cancel->evfd : -1, POLLIN, 0}};
     const u64 start = getTimeNowMSec();
     for (u64 passed = 0;; passed = std::min<u64>(getTimeNowMSec() - start, timeoutMSec))
     {
@@ -289,7 +225,7 @@ int socket_write(sOSSocket &sok, const void *buffer, u16 nBytes)
     int done = 0;
     for (;;)
     {
-        const ssize_t n = send(sok.socketID, bytes + done, static_cast<size_t>(nBytes - done), MSG_NOSIGNAL);
+        const ssize_t n = send(descriptorOf(sok), bytes + done, static_cast<size_t>(nBytes - done), MSG_NOSIGNAL);
         if (n < 0 && errno != EINTR)
             return done;
         done += n > 0 ? static_cast<int>(n) : 0;
@@ -314,7 +250,7 @@ bool DescriptorReserve::refuse(const sOSSocket &listener)
 {
     if (m_descriptor >= 0)
         close(m_descriptor);
-    const int refused = accept4(listener.socketID, nullptr, nullptr, SOCK_CLOEXEC);
+    const int refused = accept4(descriptorOf(listener), nullptr, nullptr, SOCK_CLOEXEC);
     if (refused >= 0)
         close(refused);
     m_descriptor = open("/dev/null", O_RDONLY | O_CLOEXEC);

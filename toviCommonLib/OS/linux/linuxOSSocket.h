@@ -1,4 +1,5 @@
-// IPv4 TCP sockets as free functions over a plain record. A socket is used by one thread at a time; nothing is logged.
+// IPv4 TCP sockets as free functions over a plain record; linuxOSSocketUDP.h has the datagrams. A socket is used by one
+// thread at a time; nothing is logged. A record that is not open, descriptor 0 included, gives what an error gives.
 #pragma once
 
 #include "toviCommonLib/OS/linux/linuxOSEvent.h"

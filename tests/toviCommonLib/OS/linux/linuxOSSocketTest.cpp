@@ -1,5 +1,7 @@
 #include "toviCommonLib/OS/linux/linuxOSSocket.h"
 #include "tests/Descriptor.h"
+#include "toviCommonLib/OS/linux/linuxOSSocketShared.h"
+#include "toviCommonLib/OS/linux/linuxOSSocketUDP.h"
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -49,6 +51,18 @@ TEST_F(SocketTest, ReadTellsDataSilenceAndTheEndAndSetsOnlyANewTimeout)
     EXPECT_EQ(socket_readNoWait(client, bytes, 8), 0) << "an error";
 }
 
+TEST_F(SocketTest, DescriptorZeroIsNotOpenWhateverItIs)
+{
+    const Descriptor before(dup(0));
+    EXPECT_TRUE(dup2(near.get(), 0) == 0 && socket_write(server, "a", 1) == 1);
+    OSSocket zero{0, 0};
+    EXPECT_EQ(socket_read(zero, bytes, 8, 1, false) + socket_write(zero, "b", 1), 0);
+    EXPECT_FALSE(socket_isOpen(zero) || socket_setReadTimeoutMSec(zero, 1));
+    socket_close(zero);
+    EXPECT_EQ(zero.socketID, 0);
+    EXPECT_EQ(dup2(before.get(), 0), 0);
+}
+
 TEST_F(SocketTest, AFiredEventEndsWaitingAndConnecting)
 {
     OSEvent cancel;
@@ -63,6 +77,9 @@ TEST_F(SocketTest, AFiredEventEndsWaitingAndConnecting)
     OSSocket sok;
     EXPECT_EQ(socket_openAsTCPClient(&sok, "127.0.0.1", port, &cancel), eSocketError::unknown);
     EXPECT_FALSE(socket_isOpen(sok));
+    EXPECT_EQ(socket_openAsTCPClient(&sok, "127.0.0.1", port), eSocketError::none);
+    EXPECT_EQ(timeoutMSec(sok, SO_RCVTIMEO), 0) << "the record's default is not set";
+    socket_close(sok);
     event_close(cancel);
 }
 
@@ -95,4 +112,38 @@ TEST(SocketOpen, FailsClosedButForAnUnknownMode)
     EXPECT_STREQ(tovi::utils::enumToString(eSocketError::unsupported), "unsupported");
     EXPECT_STREQ(tovi::utils::enumToString(eSocketError::unable_to_handshake), "unable_to_handshake");
     EXPECT_STREQ(tovi::utils::enumToString(eSocketError{16}), "invalid value");
+}
+
+TEST(SocketUDP, BringsADatagramAndItsSenderAndAnswers)
+{
+    const std::string ip = ownLoopback();
+    OSSocket one, other;
+    ASSERT_TRUE(socket_openAsUDP(&one) == eSocketError::none && socket_openAsUDP(&other) == eSocketError::none);
+    EXPECT_EQ(one.readTimeoutMSec, 2000u);
+    ASSERT_EQ(socket_UDPbind(one, 8283, eSocketBindMode::aSpecifiIP, ip.c_str()), eSocketError::none);
+    u8 bytes[8] = "abcdefg";
+    EXPECT_EQ(socket_UDPSendTo(other, bytes, 7, sOSNetAddr{addressOf(ip, 8283)}), 7u);
+    sOSNetAddr from;
+    EXPECT_EQ(socket_UDPReceiveFrom(one, bytes, 3, &from), 3u) << "the rest of the datagram is lost";
+    EXPECT_EQ(socket_UDPSendTo(one, bytes + 1, 2, from), 2u);
+    EXPECT_EQ(socket_UDPReceiveFrom(other, bytes, 8, &from), 2u);
+    EXPECT_TRUE(bytes[0] == 'b' && ntohs(from.addr.sin_port) == 8283);
+    EXPECT_TRUE(socket_setReadTimeoutMSec(one, 1) && socket_UDPReceiveFrom(one, bytes, 8, &from) == 0);
+    EXPECT_EQ(socket_UDPSendTo(other, bytes, 65508, from), 0u) << "longer than any datagram";
+    EXPECT_TRUE(socket_UDPbind(other, 1, eSocketBindMode{3}, "") == eSocketError::unsupported && socket_isOpen(other));
+    for (OSSocket *sok : {&one, &other}) // sending bound the second one too
+        EXPECT_EQ(socket_UDPbind(*sok, 0, eSocketBindMode::anyInterface, ""), eSocketError::alreadyBound);
+    EXPECT_FALSE(socket_isOpen(one) || socket_isOpen(other));
+}
+
+TEST(SocketUDP, BindPrintsALineForWhatHasNoResultOfItsOwn)
+{
+    testing::internal::CaptureStdout();
+    for (int error : {ENOENT, EBADF, EFAULT, ENOTDIR, EROFS, ENAMETOOLONG, ELOOP, EADDRNOTAVAIL, EPERM})
+        EXPECT_EQ(internal::bindErrorUDPFromErrno(error), eSocketError::unknown);
+    std::string lines = "socket_UDPbind error [1]\n";
+    for (int i = 0; i < 8; ++i)
+        lines.insert(0, "socket_UDPbind error EBADF\n");
+    EXPECT_EQ(internal::bindErrorUDPFromErrno(EADDRINUSE), eSocketError::addressInUse);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), lines);
 }
