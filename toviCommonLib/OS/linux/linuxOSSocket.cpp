@@ -100,14 +100,10 @@ u64 writeTimeoutMSec(const sOSSocket &sok)
 
 int receive(const sOSSocket &sok, void *buffer, u16 nMaxBytesToRead, int flags)
 {
-    for (;;)
-    {
-        const ssize_t n = recv(descriptorOf(sok), buffer, nMaxBytesToRead, flags);
-        if (n >= 0)
-            return static_cast<int>(n);
-        if (errno != EINTR)
-            return errno == EAGAIN ? -1 : 0;
-    }
+    const ssize_t n = recv(descriptorOf(sok), buffer, nMaxBytesToRead, flags);
+    if (n >= 0)
+        return static_cast<int>(n);
+    return errno == EAGAIN || errno == EINTR ? -1 : 0;
 }
 
 } // namespace

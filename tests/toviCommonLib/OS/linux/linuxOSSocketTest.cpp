@@ -3,8 +3,10 @@
 #include "toviCommonLib/OS/linux/linuxOSSocketShared.h"
 #include "toviCommonLib/OS/linux/linuxOSSocketUDP.h"
 
+#include <csignal>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <sys/time.h>
 
 using namespace platform;
 
@@ -49,6 +51,16 @@ TEST_F(SocketTest, ReadTellsDataSilenceAndTheEndAndSetsOnlyANewTimeout)
     EXPECT_EQ(socket_read(client, bytes, 8, 20000, false), 0);
     client.socketID = -1;
     EXPECT_EQ(socket_readNoWait(client, bytes, 8), 0) << "an error";
+}
+
+TEST_F(SocketTest, ASignalEndsAReadAsATimeoutDoes)
+{
+    const auto before = std::signal(SIGALRM, [](int) {});
+    const itimerval ticking{{0, 1000}, {0, 1000}}, still{}; // one tick at least meets the read
+    setitimer(ITIMER_REAL, &ticking, nullptr);
+    EXPECT_EQ(socket_read(client, bytes, 8, 20000, false), -1);
+    setitimer(ITIMER_REAL, &still, nullptr);
+    std::signal(SIGALRM, before);
 }
 
 TEST_F(SocketTest, DescriptorZeroIsNotOpenWhateverItIs)
