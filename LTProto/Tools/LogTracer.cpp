@@ -2,6 +2,7 @@
 
 #include "LTProto/Tools/PrintfText.h"
 #include "toviCommonLib/OS/linux/linuxOS.h"
+#include "toviCommonLib/string/formatText.h"
 
 #include <cstdio>
 
@@ -62,7 +63,7 @@ bool LogTracer::Trace(const std::string &str)
     const char *format = str.c_str();
     if (!IsOn() || *format == 0)
         return true;
-    return WriteLine(TimePrefix() + ExpandWithoutArguments(format));
+    return WriteLine(TimePrefix() + tovi::string::expandWithoutArguments(format));
 }
 
 bool LogTracer::TraceVariableList(const char *format, va_list args)

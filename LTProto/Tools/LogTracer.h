@@ -31,7 +31,7 @@ class LogTracer
     // True when the line went to the file, or when there was nothing to write: tracing off or an empty text.
     // False otherwise, also when the line went to the console alone.
     bool Trace(const char *format, ...) __attribute__((format(printf, 2, 3)));
-    // Takes `str`, up to its first zero, as a format that has no arguments: ExpandWithoutArguments.
+    // Takes `str`, up to its first zero, as a format that has no arguments: tovi::string::expandWithoutArguments.
     bool Trace(const std::string &str);
     // Unlike Trace writes an empty text as a line, and is false when tracing is off.
     bool TraceVariableList(const char *format, va_list args) __attribute__((format(printf, 2, 0)));
