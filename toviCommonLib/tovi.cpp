@@ -1,6 +1,7 @@
 #include "toviCommonLib/tovi.h"
 
 #include "toviCommonLib/OS/linux/linuxOS.h"
+#include "toviCommonLib/toviConsole.h"
 #include "toviCommonLib/toviMemory.h"
 #include "toviCommonLib/toviThreadMsgQ.h"
 
@@ -61,6 +62,7 @@ bool init(const char *appName, void *)
         return false;
     globals.bLittleEndiand = std::endian::native == std::endian::little;
     memory_init();
+    console::priv_init();
     globals.dateTimeStarted.setNow();
     thread::internal_init();
     globals.rnd.seed(seedFromNow());
@@ -70,6 +72,7 @@ bool init(const char *appName, void *)
 void deinit()
 {
     thread::internal_deinit();
+    console::priv_deinit();
     memory_deinit();
     platform::internal_deinit();
 }

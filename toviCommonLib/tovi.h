@@ -1,5 +1,5 @@
 // The common library's start and end, and what it knows from its start. Nothing of the library may be used before
-// `init` or after `deinit`, which the main thread calls once each.
+// `init` or after `deinit`, which the main thread calls once each and which print nothing.
 #pragma once
 
 #include "toviCommonLib/mtrand.h"

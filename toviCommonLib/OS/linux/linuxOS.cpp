@@ -1,5 +1,6 @@
 #include "toviCommonLib/OS/linux/linuxOS.h"
 
+#include "toviCommonLib/OS/linux/linuxOSConsole.h"
 #include "toviCommonLib/toviFS.h"
 
 #include <cerrno>
@@ -54,11 +55,13 @@ bool internal_init(const char *appName)
         return false;
     }
     tovi::fs::sanitizePathInPlace(data.writableFolder, UP_TO_THE_TERMINATOR);
+    console_internal_init();
     return true;
 }
 
 void internal_deinit()
 {
+    console_internal_deinit();
     linuxPlatformData.appPathNoSlash.reset();
     linuxPlatformData.writableFolder[0] = 0;
 }

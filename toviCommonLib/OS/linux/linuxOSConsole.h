@@ -1,0 +1,24 @@
+// The terminal's title and its Ctrl-C. Process-wide: called by the one thread that drives the terminal. A process that
+// ends on SIGINT uses linuxOSTermination.h instead.
+#pragma once
+
+namespace platform
+{
+
+// Runs in a signal handler, on any thread: it may do only what a signal handler may.
+using TrapFunction = void (*)(void *userParam);
+
+// Forgets the callback; leaves the signal as it is.
+void console_internal_init();
+
+// Does nothing: what was trapped stays trapped.
+void console_internal_deinit();
+
+// `title` is a format without arguments: tovi::string::expandWithoutArguments. No terminator is written behind it: a
+// caller whose terminal needs one puts it at the end of the title.
+void console_setTitle(const char *title);
+
+// From here on SIGINT calls `callback(userParam)`, both borrowed, instead of ending the process.
+void console_trap_CTRL_C(TrapFunction callback, void *userParam);
+
+} // namespace platform
