@@ -2,6 +2,7 @@
 
 #include "toviCommonLib/OS/linux/linuxOS.h"
 #include "toviCommonLib/toviByteOrder.h"
+#include "toviCommonLib/toviMemoryTracker.h"
 
 #include <cstring>
 
@@ -84,6 +85,7 @@ void memory_init()
 void memory_deinit()
 {
     defaultAllocator.reset();
+    internal_destroyMemoryTracker();
 }
 
 Allocator *memory_getSysHeapAllocator()

@@ -98,7 +98,8 @@ AllocatorPtr<T> allocatorNew(Allocator &allocator, TArgs &&...args)
     return AllocatorPtr<T>(new (memory) T(std::forward<TArgs>(args)...), {&allocator});
 }
 
-// Creates and destroys the default allocator "defaultA"; called by the library's start and end.
+// Creates and destroys the default allocator "defaultA"; called by the library's start and end. The memory tracker, if
+// one was asked for, goes after it.
 void memory_init();
 void memory_deinit();
 
