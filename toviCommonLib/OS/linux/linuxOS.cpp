@@ -89,8 +89,9 @@ void alignedFree(void *p)
 
 u64 getTimeNowMSec()
 {
-    static const u64 firstCall = rawMonotonicMSec();
-    return rawMonotonicMSec() - firstCall;
+    const u64 now = rawMonotonicMSec();
+    static const u64 firstCall = now;
+    return now > firstCall ? now - firstCall : 0; // two first calls at once: the later one may have been noted
 }
 
 void sleepMSec(u32 msec)
