@@ -33,6 +33,8 @@ TEST(WaitableGrp, OneDrainSilencesAQueueAndAnyHandleRemovesIt)
     EXPECT_EQ(group.wait(0), 1);
     tovi::thread::sMsg msg;
     EXPECT_TRUE(tovi::thread::popMsg(r, &msg) && tovi::thread::popMsg(r, &msg) && group.wait(0) == 0);
+    OSEvent event;
+    EXPECT_TRUE(tovi::thread::getMsgQEvent(r, &event) && platform::event_wasFired(event, 0)) << "a pop resets nothing";
     tovi::thread::pushMsg(w, 1, 3);
     group.removeMsgQ(HThreadMsgR{w.uid});
     EXPECT_EQ(group.wait(0), 0);
