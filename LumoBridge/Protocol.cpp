@@ -97,6 +97,7 @@ i16 Protocol::ThreadStart(void *self)
 // silent for long enough, whatever the main thread sends meanwhile.
 void Protocol::Process()
 {
+    m_comProtocol.ReceiveFilesRestore();
     while (m_threadRunning)
     {
         const bool leftOver = std::exchange(m_mqHasMore, false);
@@ -120,6 +121,7 @@ void Protocol::OnTimeout()
     if (m_comProtocol.ClientIsSilent())
     {
         m_comProtocol.ClientDisconnect();
+        m_comProtocol.ReceiveFileAbort();
         ConnectionState(false);
     }
     ConnectionCheck();

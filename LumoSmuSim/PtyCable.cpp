@@ -1,12 +1,16 @@
-#include "tests/PtyCable.h"
+#include "LumoSmuSim/PtyCable.h"
 
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <fcntl.h>
-#include <sys/eventfd.h>
+#include <poll.h>
 #include <termios.h>
+#include <unistd.h>
+#include <vector>
 
+namespace LumoSmuSim
+{
 namespace
 {
 
@@ -55,7 +59,7 @@ PtyPort::PtyPort() : m_farEnd(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC | O_NON
         ptsname_r(m_farEnd.get(), name, sizeof name) != 0)
         std::abort();
     m_device = name;
-    m_keptOpen = Descriptor(open(name, O_RDWR | O_NOCTTY | O_CLOEXEC));
+    m_keptOpen = platform::FileDescriptor(open(name, O_RDWR | O_NOCTTY | O_CLOEXEC));
     termios settings{};
     tcgetattr(m_keptOpen.get(), &settings);
     cfmakeraw(&settings);
@@ -63,23 +67,25 @@ PtyPort::PtyPort() : m_farEnd(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC | O_NON
 }
 
 PtyCable::PtyCable(u32 bytesPerSecond)
-    : m_stop(eventfd(0, EFD_CLOEXEC)), m_thread(&PtyCable::carry, this, bytesPerSecond)
 {
+    if (!platform::event_open(&m_stop))
+        std::abort();
+    m_thread = std::thread(&PtyCable::carry, this, bytesPerSecond);
 }
 
 PtyCable::~PtyCable()
 {
-    m_stop.write(std::vector<u8>(sizeof(u64), 1));
+    platform::event_fire(m_stop);
     m_thread.join();
+    platform::event_close(m_stop);
 }
 
 void PtyCable::carry(u32 bytesPerSecond) const
 {
     const Clock::duration byteTime =
         bytesPerSecond != 0 ? Clock::duration(std::chrono::seconds(1)) / bytesPerSecond : Clock::duration::zero();
-    Wire wires[] = {{m_a.farEnd().get(), m_b.farEnd().get(), byteTime},
-                    {m_b.farEnd().get(), m_a.farEnd().get(), byteTime}};
-    pollfd sources[5] = {{m_stop.get(), POLLIN, 0}};
+    Wire wires[] = {{m_a.farEnd(), m_b.farEnd(), byteTime}, {m_b.farEnd(), m_a.farEnd(), byteTime}};
+    pollfd sources[5] = {{m_stop.evfd, POLLIN, 0}};
     do
     {
         const Clock::time_point now = Clock::now();
@@ -105,3 +111,5 @@ void PtyCable::carry(u32 bytesPerSecond) const
         }
     } while (sources[0].revents == 0);
 }
+
+} // namespace LumoSmuSim

@@ -1,29 +1,34 @@
-// Serial lines made of pseudo-terminals: a port whose far end the test holds, and a cable between two ports.
+// Serial lines made of pseudo-terminals: a port whose far end its user holds, and a cable between two ports.
 #pragma once
 
-#include "tests/Descriptor.h"
+#include "toviCommonLib/OS/linux/linuxOSEvent.h"
+#include "toviCommonLib/OS/linux/linuxOSFile.h"
 
 #include <string>
 #include <thread>
 
-// A serial device for the program under test. Its settings are raw from the start, and it is kept open, so that a
-// program that closes it hangs nothing up; destroying the port does.
+namespace LumoSmuSim
+{
+
+// A serial device for another program. Its settings are raw from the start, and it is kept open, so that a program that
+// closes it hangs nothing up; closing the far end does. Used by one thread at a time.
 class PtyPort
 {
   public:
     PtyPort();
 
-    const Descriptor &farEnd() const { return m_farEnd; }
+    int farEnd() const { return m_farEnd.get(); }
     const std::string &device() const { return m_device; }
-    Descriptor takeFarEnd() { return std::move(m_farEnd); }
+    int takeFarEnd() { return m_farEnd.release(); } // owned by the caller from then on
 
   private:
-    Descriptor m_farEnd;
+    platform::FileDescriptor m_farEnd;
     std::string m_device;
-    Descriptor m_keptOpen;
+    platform::FileDescriptor m_keptOpen;
 };
 
-// What one port sends, the other receives: as fast as it is read, or at so many bytes per second.
+// What one port sends, the other receives: as fast as it is read, or at so many bytes per second. Runs on a thread of its
+// own.
 class PtyCable
 {
   public:
@@ -38,6 +43,8 @@ class PtyCable
 
     PtyPort m_a;
     PtyPort m_b;
-    Descriptor m_stop;
+    sOSEvent m_stop;
     std::thread m_thread;
 };
+
+} // namespace LumoSmuSim

@@ -1,9 +1,10 @@
 // PtyCable LINK_A LINK_B [BYTES_PER_SECOND]: joins two serial devices under these names until it is ended by a signal or
 // its standard input closes.
-#include "tests/PtyCable.h"
+#include "LumoSmuSim/PtyCable.h"
 
 #include <cstdio>
 #include <cstdlib>
+#include <unistd.h>
 
 int main(int argc, char *argv[])
 {
@@ -12,7 +13,7 @@ int main(int argc, char *argv[])
         std::fprintf(stderr, "PtyCable LINK_A LINK_B [BYTES_PER_SECOND]\n");
         return 2;
     }
-    const PtyCable cable(argc > 3 ? static_cast<u32>(std::strtoul(argv[3], nullptr, 10)) : 0);
+    const LumoSmuSim::PtyCable cable(argc > 3 ? static_cast<u32>(std::strtoul(argv[3], nullptr, 10)) : 0);
     if (symlink(cable.deviceA().c_str(), argv[1]) != 0 || symlink(cable.deviceB().c_str(), argv[2]) != 0)
     {
         std::perror("PtyCable");

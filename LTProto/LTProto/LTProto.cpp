@@ -19,7 +19,6 @@ namespace
 
 constexpr char SERVER_MARK = '@';
 constexpr char FILE_FOLDER[] = "/BridgeTemp";
-constexpr char FILE_INDEX_NAME[] = "index.dat";
 constexpr u32 RECEIVE_RESERVE = 10; // what the receive buffer holds beside the largest payload
 
 // A port as decimal text; what does not fit an int stays outside the range of ports.
@@ -128,6 +127,7 @@ void LTProto::FileFolderCreate()
 bool LTProto::Deinit()
 {
     ClientDisconnect();
+    ReceiveFileAbort();
     if (m_comDevice)
         m_comDevice->Close();
     m_rcvBuffer.reset();
@@ -139,10 +139,13 @@ bool LTProto::Deinit()
 
 eReceiveResult LTProto::OnReceiveServer()
 {
+    const bool hadClient = DeviceHasPeer();
     if (m_comDevice->ReceiveServer() != tovi::ComDevice::SERVER_CLIENT_TAKEN)
         return eReceiveResult::InternalProcessed;
-    // The newcomer finds nothing of its predecessor.
-    ClientDisconnect();
+    // The newcomer finds nothing of its predecessor; what waited for any client it gets.
+    if (hadClient)
+        ClientDisconnect();
+    ReceiveFileAbort();
     ReceiveBufferReset();
     return eReceiveResult::ClientConnect;
 }
@@ -151,6 +154,10 @@ bool LTProto::ClientDisconnect()
 {
     m_sendQueuePacket.clear();
     m_sendQueueBytes = 0;
+    // What was not sent to its end is deleted from disk.
+    for (FileToSend &file : m_sendQueueFile)
+        file.Abort(true);
+    m_sendQueueFile.clear();
     // The next ticket's number stays: numbers keep rising across connections.
     m_ticketList.clear();
     m_sndRetryCount = m_sndRetryCountMax;

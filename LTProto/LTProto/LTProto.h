@@ -4,7 +4,9 @@
 #pragma once
 
 #include "LTProto/ComDevice/ComDevice.h"
+#include "LTProto/LTProto/FileToSend.h"
 #include "LTProto/LTProto/PacketToSend.h"
+#include "LTProto/LTProto/RcvFile.h"
 #include "LTProto/LTProto/Ticket.h"
 #include "LTProto/LTProto/WireFormat.h"
 #include "LTProto/Tools/LogTracer.h"
@@ -13,6 +15,8 @@
 
 #include <list>
 #include <memory>
+#include <optional>
+#include <vector>
 
 namespace LTProtocol
 {
@@ -22,8 +26,8 @@ enum class eReceiveResult : u8
 {
     Unknown = 0,
     InternalProcessed = 1, // nothing to do for the caller
-    FileReceive = 2,
-    FileRequest = 3, // payload: file id (2)
+    FileReceive = 2,       // payload: file id (2) | full name
+    FileRequest = 3,       // payload: file id (2)
     DataRequest = 4,
     VarRequest = 5, // payload: variable id (4)
     DataBuffer = 6, // payload: id (4) | data type (1) | value
@@ -34,14 +38,12 @@ enum class eReceiveResult : u8
     PacketSended = 11
 };
 
-// Writes `value` into exactly `len` bytes, most significant first; bytes above the fourth from the end are 0.
-void NumberToBufferMsbLsb(u8 *dst, u32 value, u32 len);
-
 class LTProto
 {
   public:
     static constexpr u32 TICKETS_MAX = 4096;               // open at once
     static constexpr u32 QUEUE_PACKETS_MAX = 1024;         // waiting to be sent
+    static constexpr size_t QUEUE_FILES_MAX = 64;          // waiting to be sent
     static constexpr size_t QUEUE_BYTES_MAX = 4096 * 1024; // payload bytes of those
 
     // Milliseconds of a clock that is never set back.
@@ -159,8 +161,22 @@ class LTProto
 
     // ---- Files.
 
-    // The machine's file for the client: `name` is its full path, empty when there is none.
+    // The machine's file for the client, under the client's ticket when it asked for it: `name` is its full path, empty
+    // when there is none; the client then gets an empty file. False when it was not queued.
     bool FileSend(u16 fileId, u8 errCode, const Tools::MemoryBuffer &name);
+
+    // Appends a file to the queue; false when QUEUE_FILES_MAX wait.
+    bool FileSend(TicketNr ticketId, u16 fileId, const Tools::MemoryBuffer &name);
+    bool FileSend(TicketNr ticketId, u16 fileId, const Tools::StringUtf8 &name);
+
+    // Reads the index of received files, deletes what it does not know, and writes it anew. Once, before any packet.
+    void ReceiveFilesRestore();
+
+    // True while a file comes in and its last block is not older than 10 s.
+    bool ReceiveFileIsRunning() const;
+
+    // Gives the incoming file up and deletes it; true when there was one.
+    bool ReceiveFileAbort();
 
     // ---- Numbers, most significant byte first. False, and nothing written, when `size` is too small.
 
@@ -185,6 +201,9 @@ class LTProto
   private:
     using PacketQueue = std::list<PacketToSend>;
     using TicketList = std::list<Ticket>;
+    using FileQueue = std::list<FileToSend>;
+    static constexpr char FILE_INDEX_NAME[] = "index.dat";
+    static constexpr char FILE_INDEX_BAD_NAME[] = "index.bad";
 
     // What a DATA packet of the client carries. `data` points into the packet's payload.
     struct Item
@@ -208,9 +227,9 @@ class LTProto
 
     void StartMarkFind(int &count);
     eReceiveResult PacketCheck(u32 len, Tools::MemoryBuffer &payload);
-    eReceiveResult CommandReceive(const Tools::MemoryBuffer &payload);
+    eReceiveResult CommandReceive(const Tools::MemoryBuffer &payload, TicketNr abortedTicket);
     eReceiveResult PeerReady();
-    eReceiveResult NackReceive();
+    eReceiveResult NackReceive(TicketNr abortedTicket);
 
     TicketNr TicketNextNr();
     bool QueuePush(PacketToSend &&packet);
@@ -234,7 +253,25 @@ class LTProto
     eReceiveResult AckAnd(eReceiveResult result);
     TicketNr TicketOfBufferAnswer(Tools::MemoryBuffer &buffer);
 
-    eReceiveResult DataBlockReceive(const Tools::MemoryBuffer &payload);
+    bool FileBlockSend(u16 blockLen);
+    bool FileToSendIsEnded(FileQueue::iterator file);
+    void FileToSendRemove(FileQueue::iterator file);
+    void FileSendGiveUp();
+    void NegotiationAnswerReceive(const u8 *data, u32 len);
+
+    eReceiveResult BlockReceive(Tools::MemoryBuffer &payload);
+    u32 NegotiatedFile(const u8 *data, u32 len, TicketNr &ticketId) const;
+    u32 DataBlockReceiveNegotiation(const u8 *data, u32 len);
+    void FileRequestAnswered(u32 fileId);
+    eReceiveResult DataBlockReceive(u32 blockNr, const u8 *data, u32 len, Tools::MemoryBuffer &payload);
+    void ReceiveFileSetTimeout();
+
+    Tools::StringUtf8 ReceiveFileNameGenerate(u32 key);
+    bool ReceiveFileIndexSave();
+    u16 ReceiveFileIndexLoad();
+    void ReceiveFilePresenceCheck();
+    bool ReceiveFileIndexScanFilSystem();
+    u16 ReceiveFileSendOnMqAll() const;
 
     eComType m_comType = eComType::UNDEFINED;
     std::unique_ptr<tovi::ComDevice> m_comDevice;
@@ -265,6 +302,12 @@ class LTProto
     u64 m_silentFromMSec = 0;      // valid with m_pollUnanswered: when the client was last active
     bool m_pollUnanswered = false; // a poll went out and no byte has come since
 
+    FileQueue m_sendQueueFile;                // the head is on its way
+    std::optional<FileToSend> m_fileReceive;  // the file that comes in
+    u64 m_fileReceiveNextPacketTimeout = 0;   // of m_clock
+    std::vector<RcvFile> m_fileReceiveList;   // oldest first
+    size_t m_fileReceiveListRefreshAt = 1024; // entries
+    bool m_fileIndexDamaged = false;
     Tools::StringUtf8 m_fileReceivePath; // folder of received files, with a trailing slash
     Tools::StringUtf8 m_fileReceiveListIndexName;
 };

@@ -157,6 +157,7 @@ eReceiveResult LTProto::OnReceive(Tools::MemoryBuffer &payload)
     {
         Trace("Client disconnected on receive");
         ClientDisconnect();
+        ReceiveFileAbort();
         ReceiveBufferReset();
         IdleRestart();
         return eReceiveResult::ClientDisconnect;
@@ -221,18 +222,24 @@ eReceiveResult LTProto::PacketCheck(u32 len, Tools::MemoryBuffer &payload)
 
 eReceiveResult LTProto::ProtocolReceive(u8 type, Tools::MemoryBuffer &payload)
 {
+    if (static_cast<eCommandType>(type) == eCommandType::DATABLOCK)
+        return BlockReceive(payload);
+    // Whatever is no block ends the file that comes in.
+    const TicketNr abortedTicket = m_fileReceive ? m_fileReceive->m_ticketId : TICKET_NONE;
+    ReceiveFileAbort();
     switch (static_cast<eCommandType>(type))
     {
-    case eCommandType::DATABLOCK: return DataBlockReceive(payload);
-    case eCommandType::CMD: return CommandReceive(payload);
+    case eCommandType::CMD: return CommandReceive(payload, abortedTicket);
     case eCommandType::REQUEST: return RequestReceive(payload);
     case eCommandType::DATA: return DataReceive(payload);
+    case eCommandType::DATABLOCK:
     case eCommandType::UNDEFINED: break;
     }
     return eReceiveResult::Unknown;
 }
 
-eReceiveResult LTProto::CommandReceive(const Tools::MemoryBuffer &payload)
+// `abortedTicket`: of the file reception that this packet ended, else TICKET_NONE.
+eReceiveResult LTProto::CommandReceive(const Tools::MemoryBuffer &payload, TicketNr abortedTicket)
 {
     if (payload.m_len == 0)
         return eReceiveResult::Unknown;
@@ -240,7 +247,7 @@ eReceiveResult LTProto::CommandReceive(const Tools::MemoryBuffer &payload)
     {
     case eCommandCode::POLLING:
     case eCommandCode::ACK: return PeerReady();
-    case eCommandCode::NACK: return NackReceive();
+    case eCommandCode::NACK: return NackReceive(abortedTicket);
     }
     return eReceiveResult::InternalProcessed;
 }
@@ -248,7 +255,7 @@ eReceiveResult LTProto::CommandReceive(const Tools::MemoryBuffer &payload)
 // The peer is ready for the next packet; without one the role decides how the link is kept alive.
 eReceiveResult LTProto::PeerReady()
 {
-    if (CheckPacketToSend(false, true))
+    if (CheckPacketToSend(false, true) || (!m_sendQueueFile.empty() && FileBlockSend(0)))
         return eReceiveResult::InternalProcessed;
     switch (m_comType)
     {
@@ -259,11 +266,21 @@ eReceiveResult LTProto::PeerReady()
     return eReceiveResult::InternalProcessed;
 }
 
-// The last packet goes out again as it is, a few times.
-eReceiveResult LTProto::NackReceive()
+// The last packet goes out again as it is, a few times; then the file on its way is given up.
+eReceiveResult LTProto::NackReceive(TicketNr abortedTicket)
 {
-    if (SendPending() && SendBufferWrite())
-        ++m_sndRetryCount;
+    if (SendPending())
+    {
+        if (SendBufferWrite())
+            ++m_sndRetryCount;
+    }
+    else if (abortedTicket != TICKET_NONE)
+    {
+        TicketRemove(abortedTicket);
+        Trace("Receiving file abort");
+    }
+    else
+        FileSendGiveUp();
     return eReceiveResult::InternalProcessed;
 }
 

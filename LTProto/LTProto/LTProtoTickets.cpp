@@ -151,10 +151,13 @@ void LTProto::QueueErase(PacketQueue::iterator packet)
     m_sendQueuePacket.erase(packet);
 }
 
-bool LTProto::CheckPacketToSend(bool checkRetry, bool)
+bool LTProto::CheckPacketToSend(bool checkRetry, bool allowFile)
 {
-    if (checkRetry && SendPending())
+    if ((checkRetry && SendPending()) || ReceiveFileIsRunning())
         return false;
+    // Files go before packets until each is done.
+    if (!m_sendQueueFile.empty())
+        return allowFile && FileBlockSend(0);
     return QueuedSend();
 }
 

@@ -77,4 +77,7 @@ enum class eComType : u8
     UART_SUBSCRIBER = 4    // answers
 };
 
+// Writes `value` into exactly `len` bytes, most significant first; bytes above the fourth from the end are 0.
+void NumberToBufferMsbLsb(u8 *dst, u32 value, u32 len);
+
 } // namespace LTProtocol

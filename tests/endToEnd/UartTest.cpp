@@ -1,5 +1,5 @@
 // The bridge on a serial line, as its main station: the client at the far end speaks raw bytes.
-#include "tests/PtyCable.h"
+#include "LumoSmuSim/PtyCable.h"
 #include "tests/endToEnd/BridgeFixture.h"
 
 #include <atomic>
@@ -34,7 +34,7 @@ class UartTest : public BridgeTest
         m_port.emplace();
         std::filesystem::remove(device());
         std::filesystem::create_symlink(m_port->device(), device());
-        m_client = std::make_unique<RawClient>(m_port->takeFarEnd());
+        m_client = std::make_unique<RawClient>(Descriptor(m_port->takeFarEnd()));
     }
     void unplug()
     {
@@ -85,7 +85,7 @@ class UartTest : public BridgeTest
     }
 
     TempFolder m_folder;
-    std::optional<PtyPort> m_port;
+    std::optional<LumoSmuSim::PtyPort> m_port;
 };
 
 // A raw buffer whose packet is so many bytes long.
@@ -197,7 +197,7 @@ TEST_F(UartTest, LineThatHangsUpIsOpenedAgain)
 
 TEST_F(UartTest, LongPacketsPassAtLineSpeedBothWays)
 {
-    PtyCable cable(11520);
+    LumoSmuSim::PtyCable cable(11520);
     ASSERT_NO_FATAL_FAILURE(startOn(cable.deviceA()));
     m_client = std::make_unique<RawClient>(Descriptor(open(cable.deviceB().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC)));
     ASSERT_NO_FATAL_FAILURE(answerPoll());

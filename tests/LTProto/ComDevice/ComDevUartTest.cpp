@@ -1,6 +1,7 @@
 #include "LTProto/ComDevice/ComDevUart.h"
 
-#include "tests/PtyCable.h"
+#include "LumoSmuSim/PtyCable.h"
+#include "tests/Descriptor.h"
 
 #include <gtest/gtest.h>
 
@@ -13,7 +14,8 @@ constexpr u32 PEER = 7;
 
 TEST(ComDevUart, OpensItsLastDeviceAgain)
 {
-    PtyPort pty;
+    LumoSmuSim::PtyPort pty;
+    Descriptor farEnd(pty.takeFarEnd());
     tovi::ComDevUart device(nullptr);
     OSWaitableGrp group;
     EXPECT_FALSE(device.Set(nullptr, 115200)); // none yet
@@ -24,14 +26,14 @@ TEST(ComDevUart, OpensItsLastDeviceAgain)
     ASSERT_TRUE(device.Set(pty.device().c_str(), 115200) && device.WaitableGroup(group, PEER, 0));
     EXPECT_EQ(device.WaitingTimeout(), 250U);
     EXPECT_TRUE(device.Close() && device.Set("", 4000000) && device.WaitableGroupRelink());
-    pty.farEnd().write({1, 2, 3});
+    farEnd.write({1, 2, 3});
     ASSERT_TRUE(group.wait(PATIENCE_MSEC) == 1 && group.getEventUserParamAsU32(0) == PEER);
     u8 bytes[4] = {};
     EXPECT_EQ(device.Receive(4, bytes), 3);
     EXPECT_EQ(device.Receive(4, bytes), 0);
     EXPECT_TRUE(device.Send(3, bytes));
-    EXPECT_EQ(pty.farEnd().readExactly(3), std::vector<u8>({1, 2, 3}));
-    pty.takeFarEnd();
+    EXPECT_EQ(farEnd.readExactly(3), std::vector<u8>({1, 2, 3}));
+    farEnd.reset();
     EXPECT_EQ(device.Receive(4, bytes), tovi::ComDevice::RECEIVE_PEER_CLOSED);
     EXPECT_TRUE(!device.IsConnected() && group.wait(0) == 0);
     EXPECT_EQ(device.Receive(4, bytes), 0);
@@ -40,7 +42,7 @@ TEST(ComDevUart, OpensItsLastDeviceAgain)
 
 TEST(ComDevUart, CountsTheTimeThatBytesNeedOnTheLine)
 {
-    PtyPort pty;
+    LumoSmuSim::PtyPort pty;
     tovi::ComDevUart device(nullptr);
     ASSERT_TRUE(device.Set(pty.device().c_str(), 115200));
     EXPECT_EQ(device.SendingMSec(), 0U);

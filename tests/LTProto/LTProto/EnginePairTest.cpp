@@ -1,7 +1,8 @@
 // Two engines face to face, over a serial line and over TCP.
 #include "LTProto/LTProto/LTProto.h"
+#include "LumoSmuSim/PtyCable.h"
+#include "tests/Descriptor.h"
 #include "tests/LTProto/LTProto/EngineFixture.h"
-#include "tests/PtyCable.h"
 
 namespace
 {
@@ -83,7 +84,7 @@ class EnginePair : public testing::Test
 
 TEST_F(EnginePair, TalksOverASerialLine)
 {
-    PtyCable cable;
+    LumoSmuSim::PtyCable cable;
     Open(eComType::UART_MAIN, cable.deviceA(), eComType::UART_SUBSCRIBER, cable.deviceB());
     ExpectTalk();
 }

@@ -174,17 +174,3 @@ TEST_F(FramingTest, ReadyPeerWithNothingToSendIsAnsweredByRole)
         EXPECT_EQ(Sent(), "");
     }
 }
-
-TEST_F(FramingTest, FileBlocksAreRefusedWithTheirCode)
-{
-    const std::pair<const char *, const char *> cases[] = {
-        {"AA 00 00 01 41 42", "2A 02 00 04"},          // a block without a reception
-        {"AA 00 00 00 00 64 00 64", "2A 02 00 06"},    // an answer without a transfer
-        {"AA 00 00 00 00 64 05 00 07", "2A 02 00 03"}, // a request
-    };
-    for (const auto &[content, answer] : cases)
-    {
-        EXPECT_EQ(Feed(content), eReceiveResult::InternalProcessed);
-        EXPECT_EQ(Sent(), FramedHex(answer));
-    }
-}

@@ -36,14 +36,14 @@ bool termination_trap()
         return false;
     setHandler(SIGTERM, onTerminationSignal);
     setHandler(SIGINT, onTerminationSignal);
-    for (int ignored : {SIGPIPE, SIGTTIN, SIGTTOU})
+    for (int ignored : {SIGPIPE, SIGXFSZ, SIGTTIN, SIGTTOU})
         setHandler(ignored, SIG_IGN);
     return true;
 }
 
 void termination_release()
 {
-    for (int trapped : {SIGTERM, SIGINT, SIGPIPE, SIGTTIN, SIGTTOU})
+    for (int trapped : {SIGTERM, SIGINT, SIGPIPE, SIGXFSZ, SIGTTIN, SIGTTOU})
         setHandler(trapped, SIG_DFL);
     event_close(terminationEvent);
 }

@@ -1,11 +1,12 @@
 #include "toviCommonLib/OS/linux/linuxOSSerialPort.h"
 
-#include "tests/PtyCable.h"
+#include "LumoSmuSim/PtyCable.h"
+#include "tests/Descriptor.h"
 #include "toviCommonLib/OS/linux/linuxOSWaitableGrp.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/ioctl.h>
+#include <thread>
 
 namespace
 {
@@ -20,7 +21,8 @@ class SerialPort : public testing::Test
     }
     ~SerialPort() override { platform::serialPort_close(m_port); }
 
-    PtyPort m_pty;
+    LumoSmuSim::PtyPort m_pty;
+    Descriptor m_farEnd{m_pty.takeFarEnd()};
     OSSerialPort m_port;
     u8 m_bytes[300] = {};
 };
@@ -36,14 +38,14 @@ TEST_F(SerialPort, PassesEveryByteAndReportsAHangUp)
     std::vector<u8> all(256);
     for (size_t i = 0; i < all.size(); ++i)
         all[i] = static_cast<u8>(i);
-    m_pty.farEnd().write(all);
+    m_farEnd.write(all);
     ASSERT_TRUE(group.wait(PATIENCE_MSEC) == 1 && group.getEventUserParamAsU32(0) == 5);
     EXPECT_EQ(group.getEventSrcAsOSSerialPort(0)->fd, m_port.fd);
     ASSERT_EQ(platform::serialPort_readBuffer(m_port, m_bytes, sizeof m_bytes), all.size());
     EXPECT_TRUE(std::equal(all.begin(), all.end(), m_bytes));
     EXPECT_EQ(platform::serialPort_writeBuffer(m_port, all.data(), 256), 256);
-    EXPECT_EQ(m_pty.farEnd().readExactly(256), all);
-    m_pty.takeFarEnd();
+    EXPECT_EQ(m_farEnd.readExactly(256), all);
+    m_farEnd.reset();
     EXPECT_EQ(group.wait(PATIENCE_MSEC), 1);
     EXPECT_EQ(platform::serialPort_readNoWait(m_port, m_bytes, 1), 0);
     group.removeSerialPort(m_port);
@@ -80,7 +82,7 @@ TEST_F(SerialPort, WaitsForRoomAndGivesUpInTime)
     const std::vector<u8> bytes(100000, 0x5A);
     const u32 room = platform::serialPort_writeWait(m_port, bytes.data(), 100000, 1);
     EXPECT_TRUE(room > 0 && room < 100000);
-    std::thread reader([&] { m_pty.farEnd().readExactly(room + 50000); });
+    std::thread reader([&] { m_farEnd.readExactly(room + 50000); });
     EXPECT_EQ(platform::serialPort_writeWait(m_port, bytes.data(), 50000, PATIENCE_MSEC), 50000U);
     reader.join();
     platform::serialPort_writeWait(m_port, bytes.data(), 10, 0);

@@ -1,0 +1,157 @@
+// The index of received files, by which they survive a restart. index.dat: for each file its id (4) and the number that
+// names it (4), both in the machine's own byte order; no header, no count.
+#include "LTProto/LTProto/LTProto.h"
+
+#include "toviCommonLib/OS/linux/linuxOSFS.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+
+namespace LTProtocol
+{
+namespace
+{
+
+constexpr u32 RECORD_LEN = 8;
+constexpr u32 RECORDS_MAX = 65536;
+constexpr u32 FILE_ID_MAX = 0xFFFF;
+constexpr size_t REFRESH_FIRST = 1024; // entries, before the files that the machine took are looked for
+
+const u8 *asBytes(const std::string &text)
+{
+    return reinterpret_cast<const u8 *>(text.c_str());
+}
+
+} // namespace
+
+// The index is loaded and set right before any name is given out.
+void LTProto::ReceiveFilesRestore()
+{
+    ReceiveFileIndexLoad();
+    if (ReceiveFileIndexScanFilSystem())
+        Trace("Received files are missing on disk");
+    if (!ReceiveFileIndexSave())
+        Trace("Index of received files cannot be written");
+    Trace("%u received files kept", unsigned{ReceiveFileSendOnMqAll()});
+}
+
+// Appends an entry for the file id `key` and saves the index. Returns the full name of its file, empty when there can be
+// none: a file that is not in the index would be lost at the next start.
+Tools::StringUtf8 LTProto::ReceiveFileNameGenerate(u32 key)
+{
+    if (m_fileReceiveList.size() >= m_fileReceiveListRefreshAt)
+    {
+        ReceiveFilePresenceCheck();
+        std::erase_if(m_fileReceiveList, [](const RcvFile &entry) { return !entry.m_filePresence; });
+        m_fileReceiveListRefreshAt = std::max(REFRESH_FIRST, 2 * m_fileReceiveList.size());
+    }
+    if (m_fileReceiveList.size() >= RECORDS_MAX)
+        return {};
+    u32 number = static_cast<u32>(std::time(nullptr));
+    const auto isTaken = [&number](const RcvFile &entry) { return entry.m_fileName == number; };
+    while (std::any_of(m_fileReceiveList.begin(), m_fileReceiveList.end(), isTaken))
+        ++number;
+    m_fileReceiveList.push_back({key, number, true});
+    if (!ReceiveFileIndexSave())
+    {
+        m_fileReceiveList.pop_back();
+        return {};
+    }
+    return m_fileReceiveList.back().FileNameWithPath(m_fileReceivePath);
+}
+
+bool LTProto::ReceiveFileIndexSave()
+{
+    std::erase_if(m_fileReceiveList, [](const RcvFile &entry) { return !entry.m_filePresence; });
+    std::vector<u8> records(m_fileReceiveList.size() * RECORD_LEN);
+    u8 *out = records.data();
+    for (const RcvFile &entry : m_fileReceiveList)
+    {
+        std::memcpy(out, &entry.m_key, sizeof entry.m_key);
+        std::memcpy(out + sizeof entry.m_key, &entry.m_fileName, sizeof entry.m_fileName);
+        out += RECORD_LEN;
+    }
+    return platform::file_replace(m_fileReceiveListIndexName.ToStdString().c_str(), records.data(),
+                                  static_cast<u32>(records.size()));
+}
+
+// Takes over the whole records that make sense. An index that is damaged is kept aside, and from then on no file is
+// deleted that it may have listed.
+u16 LTProto::ReceiveFileIndexLoad()
+{
+    if (m_fileReceiveListIndexName.m_len == 0)
+        m_fileReceiveListIndexName = m_fileReceivePath + FILE_INDEX_NAME;
+    const std::string path = m_fileReceiveListIndexName.ToStdString();
+    m_fileIndexDamaged = false;
+    if (!platform::file_exists(path.c_str()))
+        return 0;
+    const platform::FileDescriptor file = platform::file_openForRead(path.c_str());
+    u64 size = 0;
+    m_fileIndexDamaged = !file.isOpen() || !platform::file_size(file, &size) || size % RECORD_LEN != 0 ||
+                         size > u64{RECORD_LEN} * RECORDS_MAX;
+    u8 record[RECORD_LEN];
+    u32 count = 0;
+    for (; count < RECORDS_MAX && platform::file_read(file, record, RECORD_LEN) == RECORD_LEN; ++count)
+    {
+        RcvFile entry;
+        std::memcpy(&entry.m_key, record, sizeof entry.m_key);
+        std::memcpy(&entry.m_fileName, record + sizeof entry.m_key, sizeof entry.m_fileName);
+        if (entry.m_fileName == 0 || entry.m_key > FILE_ID_MAX)
+            m_fileIndexDamaged = true;
+        else
+            m_fileReceiveList.push_back(entry);
+    }
+    if (m_fileIndexDamaged)
+    {
+        Trace("Index of received files is damaged; kept as %s", FILE_INDEX_BAD_NAME);
+        std::rename(path.c_str(), (m_fileReceivePath + FILE_INDEX_BAD_NAME).ToStdString().c_str());
+    }
+    return static_cast<u16>(std::min<u32>(count, UINT16_MAX));
+}
+
+void LTProto::ReceiveFilePresenceCheck()
+{
+    for (RcvFile &entry : m_fileReceiveList)
+        entry.m_filePresence =
+            platform::file_isRegular(entry.FileNameWithPath(m_fileReceivePath).ToStdString().c_str());
+}
+
+// Marks the entries whose file is on disk and deletes the files that have no entry. True when an entry's file is
+// missing.
+bool LTProto::ReceiveFileIndexScanFilSystem()
+{
+    ReceiveFilePresenceCheck();
+    const std::string folder = m_fileReceivePath.ToStdString();
+    std::vector<u32> known;
+    for (const RcvFile &entry : m_fileReceiveList)
+        known.push_back(entry.m_fileName);
+    std::sort(known.begin(), known.end());
+
+    platform::sOSFileFind find;
+    for (bool more = platform::FS_findFirst(&find, asBytes(folder), asBytes(std::string("*.tmp"))); more;
+         more = platform::FS_findNext(find))
+    {
+        if (platform::FS_findIsDirectory(find))
+            continue;
+        const std::string name = reinterpret_cast<const char *>(platform::FS_findGetFileName(find));
+        const RcvFile entry{0, RcvFile::FileNameFromString(name), true};
+        const bool isNumber = entry.m_fileName != 0 && entry.FileNameAsString() == name;
+        if (isNumber && std::binary_search(known.begin(), known.end(), entry.m_fileName))
+            continue;
+        if (isNumber && m_fileIndexDamaged)
+            m_fileReceiveList.push_back(entry);
+        else
+            platform::file_delete((folder + name).c_str());
+    }
+    return std::any_of(m_fileReceiveList.begin(), m_fileReceiveList.end(),
+                       [](const RcvFile &entry) { return !entry.m_filePresence; });
+}
+
+u16 LTProto::ReceiveFileSendOnMqAll() const
+{
+    return static_cast<u16>(std::min<size_t>(m_fileReceiveList.size(), UINT16_MAX));
+}
+
+} // namespace LTProtocol

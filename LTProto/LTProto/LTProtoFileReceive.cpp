@@ -1,0 +1,157 @@
+// Files on their way from the client: negotiation, blocks, abort.
+#include "LTProto/LTProto/LTProto.h"
+
+#include "toviCommonLib/toviByteOrder.h"
+
+#include <algorithm>
+
+namespace LTProtocol
+{
+namespace
+{
+
+// A negotiation: block length asked for (2) | kind (1) | file id (2) or ticket (4). What is shorter is an answer.
+constexpr u32 NEGOTIATION_LEN_MIN = 5;
+constexpr u32 KIND_OFFSET = 2;
+constexpr u32 ID_OFFSET = KIND_OFFSET + 1;
+constexpr u32 NEGOTIATION_TICKET_LEN = ID_OFFSET + sizeof(TicketNr);
+constexpr TicketNr TICKET_END = 0xFFFFFFFD; // tickets of receptions are below
+constexpr u32 FILE_ID_END = 0x10000;
+
+constexpr u64 NEXT_BLOCK_MSEC = 10000;
+
+} // namespace
+
+eReceiveResult LTProto::BlockReceive(Tools::MemoryBuffer &payload)
+{
+    if (payload.m_len < BLOCK_NR_LEN)
+        return eReceiveResult::Unknown;
+    const u32 blockNr = payload.FromMsbLsb(BLOCK_NR_LEN, 0);
+    const u8 *data = payload.m_ptr.get() + BLOCK_NR_LEN;
+    const u32 len = payload.m_len - BLOCK_NR_LEN;
+    if (blockNr != BLOCK_NR_NEGOTIATION)
+        return DataBlockReceive(blockNr, data, len, payload);
+    if (len < NEGOTIATION_LEN_MIN)
+        NegotiationAnswerReceive(data, len);
+    else if (DataBlockReceiveNegotiation(data, len) == 0 && m_fileReceive)
+        TicketRemove(m_fileReceive->m_ticketId);
+    return eReceiveResult::InternalProcessed;
+}
+
+// The file that a negotiation names, 0 for none; `ticketId` becomes the ticket it goes under.
+u32 LTProto::NegotiatedFile(const u8 *data, u32 len, TicketNr &ticketId) const
+{
+    const eDataType kind = static_cast<eDataType>(data[KIND_OFFSET]);
+    if (kind == eDataType::FILE_ID)
+    {
+        ticketId = TICKET_SPONTANEOUS;
+        return tovi::utils::readMsbLsbU16(data + ID_OFFSET);
+    }
+    if (kind != eDataType::TICKET_ID || len < NEGOTIATION_TICKET_LEN)
+        return 0;
+    ticketId = tovi::utils::readMsbLsbU32(data + ID_OFFSET);
+    const auto ticket = std::find_if(m_ticketList.begin(), m_ticketList.end(),
+                                     [=](const Ticket &open)
+                                     {
+                                         return open.m_ticketId == ticketId &&
+                                                open.m_ticketType == eTicketType::FROM_PROTOCOL &&
+                                                open.m_dataType == eDataType::FILE_ID;
+                                     });
+    const bool usable = ticketId < TICKET_END && ticket != m_ticketList.end() && ticket->m_dataValue < FILE_ID_END;
+    return usable ? ticket->m_dataValue : 0;
+}
+
+// Returns the file id of the reception that was asked for, 0 when it is refused.
+u32 LTProto::DataBlockReceiveNegotiation(const u8 *data, u32 len)
+{
+    const u16 asked = tovi::utils::readMsbLsbU16(data);
+    TicketNr ticketId = TICKET_NONE;
+    const u32 fileId = NegotiatedFile(data, len, ticketId);
+    if (fileId == 0 || asked == 0)
+    {
+        Trace("File negotiation refused");
+        CommandSend(eCommandCode::NACK, NACK_FILE_ERROR);
+        return 0;
+    }
+    FileRequestAnswered(fileId);
+    const Tools::StringUtf8 name = ReceiveFileNameGenerate(fileId);
+    const u32 fileNum = name.m_len != 0 ? m_fileReceiveList.back().m_fileName : 0;
+    ReceiveFileAbort();
+    const u16 granted = std::min({asked, m_payloadSize, BLOCK_LEN_MAX});
+    m_fileReceive.emplace(ticketId, eDataType::FILE_ID, fileId, granted, name);
+    m_fileReceive->m_fileNum = fileNum;
+    if (name.m_len == 0 || !m_fileReceive->ReceiveInit())
+    {
+        Trace("File id %u cannot be received: no file in %s", fileId, m_fileReceivePath.ToStdString().c_str());
+        ReceiveFileAbort();
+        CommandSend(eCommandCode::NACK, NACK_FILE_ERROR);
+        return fileId;
+    }
+    ReceiveFileSetTimeout();
+    u8 answer[BLOCK_NR_LEN + sizeof asked + sizeof granted] = {};
+    tovi::utils::writeMsbLsbU16(answer + BLOCK_NR_LEN, asked);
+    tovi::utils::writeMsbLsbU16(answer + BLOCK_NR_LEN + sizeof asked, granted);
+    ProtocolSend(eCommandType::DATABLOCK, answer, sizeof answer);
+    return fileId;
+}
+
+// The bridge's own request for this file, when it is the next to be sent, is answered by the negotiation.
+void LTProto::FileRequestAnswered(u32 fileId)
+{
+    if (m_sendQueuePacket.empty())
+        return;
+    const PacketToSend &head = m_sendQueuePacket.front();
+    if (head.m_command != eCommandType::REQUEST || head.m_dataType != eDataType::FILE_ID || head.m_dataValue != fileId)
+        return;
+    TicketRemove(head.m_ticketId);
+    QueueErase(m_sendQueuePacket.begin());
+}
+
+eReceiveResult LTProto::DataBlockReceive(u32 blockNr, const u8 *data, u32 len, Tools::MemoryBuffer &payload)
+{
+    const int result =
+        m_fileReceive ? m_fileReceive->ReceiveDataBlock(blockNr, data, len) : FileToSend::BLOCK_ERROR_ORDER;
+    if (result == FileToSend::BLOCK_ACCEPTED || result == FileToSend::BLOCK_COMPLETE)
+    {
+        ReceiveFileSetTimeout();
+        CommandSend(eCommandCode::ACK, 0);
+    }
+    else
+        CommandSend(eCommandCode::NACK, static_cast<u16>(result));
+    if (!m_fileReceive)
+        return eReceiveResult::InternalProcessed;
+    if (result != FileToSend::BLOCK_COMPLETE)
+        return eReceiveResult::Unknown;
+    const std::string name = m_fileReceive->Name();
+    Trace("File id %d receive complete. Forwarding with name %s", static_cast<int>(m_fileReceive->m_dataValue),
+          name.c_str());
+    payload.ToMsbLsb(m_fileReceive->m_dataValue, sizeof(u16));
+    payload.Add(name);
+    TicketRemove(m_fileReceive->m_ticketId);
+    m_fileReceive.reset();
+    return eReceiveResult::FileReceive;
+}
+
+void LTProto::ReceiveFileSetTimeout()
+{
+    m_fileReceiveNextPacketTimeout = m_clock() + NEXT_BLOCK_MSEC;
+}
+
+bool LTProto::ReceiveFileIsRunning() const
+{
+    return m_fileReceive && m_clock() <= m_fileReceiveNextPacketTimeout;
+}
+
+bool LTProto::ReceiveFileAbort()
+{
+    if (!m_fileReceive)
+        return false;
+    m_fileReceive->FileRemove(true);
+    std::erase_if(m_fileReceiveList,
+                  [this](const RcvFile &entry) { return entry.m_fileName == m_fileReceive->m_fileNum; });
+    m_fileReceive.reset();
+    ReceiveFileIndexSave();
+    return true;
+}
+
+} // namespace LTProtocol

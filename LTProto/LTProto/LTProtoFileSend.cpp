@@ -1,0 +1,120 @@
+// Files on their way to the client. Only the head of the queue moves; each block waits for the peer's ready signal.
+#include "LTProto/LTProto/LTProto.h"
+
+#include "toviCommonLib/toviByteOrder.h"
+
+namespace LTProtocol
+{
+namespace
+{
+
+constexpr u16 FILE_ID_NOT_SENDABLE = 65535; // the negotiation of a spontaneous file cannot express it
+
+// An answer to a negotiation: asked block length (2) | granted block length (2).
+constexpr u32 GRANTED_OFFSET = 2;
+constexpr u32 NEGOTIATION_ANSWER_LEN = 4;
+
+} // namespace
+
+bool LTProto::FileSend(u16 fileId, u8 errCode, const Tools::MemoryBuffer &name)
+{
+    const TicketNr ticketId = TicketSearch(eTicketType::FROM_PROTOCOL, eDataType::FILE_ID, fileId);
+    const std::string text = name.m_len != 0 ? std::string(name.m_ptr.get(), name.m_ptr.get() + name.m_len) : "";
+    if (ticketId == TICKET_NONE && name.m_len == 0)
+    {
+        // There is nothing to delete, whatever the text says.
+        Trace("Ticket not found, file delete");
+        return false;
+    }
+    bool queued = false;
+    if (ticketId != TICKET_NONE)
+    {
+        if (name.m_len == 0)
+            Trace("FileSend:: ticket=%ul fileId=%d not found with errCode %d", ticketId, fileId, errCode);
+        else
+            Trace("FileSend:: ticket=%u fileId=%d name=%s", ticketId, fileId, text.c_str());
+        queued = FileSend(ticketId, fileId, name);
+    }
+    else if (fileId != FILE_ID_NOT_SENDABLE)
+    {
+        Trace("FileSend:: spontaneous send fileId=%d name=%s", fileId, text.c_str());
+        queued = FileSend(TICKET_SPONTANEOUS, fileId, name);
+    }
+    if (!queued)
+        Trace("Error on FileSend");
+    return queued;
+}
+
+bool LTProto::FileSend(TicketNr ticketId, u16 fileId, const Tools::MemoryBuffer &name)
+{
+    const size_t before = m_sendQueueFile.size();
+    if (before >= QUEUE_FILES_MAX)
+        return false;
+    m_sendQueueFile.emplace_back(ticketId, eDataType::FILE_ID, fileId, m_payloadSize, name);
+    Trace("FileSend:: ticket=%d fileId=%d (element in queue %d -> %d)", static_cast<int>(ticketId), fileId,
+          static_cast<int>(before), static_cast<int>(m_sendQueueFile.size()));
+    return true;
+}
+
+bool LTProto::FileSend(TicketNr ticketId, u16 fileId, const Tools::StringUtf8 &name)
+{
+    return FileSend(ticketId, fileId, Tools::MemoryBuffer(name.m_len, name.m_ptr.get()));
+}
+
+// Sends the next block of the queue's head, no longer than `blockLen` when that is not 0. The head leaves the queue with
+// its last block, and when it cannot go on.
+bool LTProto::FileBlockSend(u16 blockLen)
+{
+    const FileQueue::iterator head = m_sendQueueFile.begin();
+    const Tools::MemoryBuffer payload = head->PacketFill(blockLen);
+    if (payload.m_len == 0)
+    {
+        Trace("FileSend:: fileId=%u aborted: %s cannot be sent on", head->m_dataValue, head->Name());
+        FileToSendRemove(head);
+        return false;
+    }
+    if (TraceIsOn())
+        Trace("%s", head->ActualBlockSendingString().c_str());
+    // After a failed write the queue is empty.
+    if (!DataBlockSend(payload))
+        return false;
+    FileToSendIsEnded(head);
+    return true;
+}
+
+bool LTProto::FileToSendIsEnded(FileQueue::iterator file)
+{
+    if (!file->IsFinished())
+        return false;
+    FileToSendRemove(file);
+    return true;
+}
+
+void LTProto::FileToSendRemove(FileQueue::iterator file)
+{
+    TicketRemove(file->m_ticketId);
+    m_sendQueueFile.erase(file);
+}
+
+// The client did not want the last packet even after its resends: the file that is on its way is given up.
+void LTProto::FileSendGiveUp()
+{
+    if (m_sendQueueFile.empty() || m_sendQueueFile.front().m_packetNr == BLOCK_NR_NEGOTIATION)
+        return;
+    m_sendQueueFile.front().Abort(true);
+    FileToSendRemove(m_sendQueueFile.begin());
+    Trace("Sending file abort");
+}
+
+// The client granted a block length: the first block goes out.
+void LTProto::NegotiationAnswerReceive(const u8 *data, u32 len)
+{
+    if (m_sendQueueFile.empty() || m_sendQueueFile.front().m_packetNr != BLOCK_NR_NEGOTIATION + 1)
+    {
+        CommandSend(eCommandCode::NACK, NACK_NOTHING_ASKED);
+        return;
+    }
+    FileBlockSend(len >= NEGOTIATION_ANSWER_LEN ? tovi::utils::readMsbLsbU16(data + GRANTED_OFFSET) : u16{0});
+}
+
+} // namespace LTProtocol
