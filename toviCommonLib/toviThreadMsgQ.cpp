@@ -133,10 +133,12 @@ void pushMsg2Buffer(const sHThreadMsgW &h, u16 what, u32 paramU32, const void *s
     if (src1 != nullptr && size1 != 0)
     {
         const u32 size2Used = src2 != nullptr ? size2 : 0;
-        msg.buffer = static_cast<u8 *>(glob.allocator->alloc(static_cast<size_t>(size1) + size2Used, 4));
+        msg.bufferSize = size1 + size2Used;
+        if (msg.bufferSize < size1)
+            return; // 32 bits cannot hold the sum
+        msg.buffer = static_cast<u8 *>(glob.allocator->alloc(msg.bufferSize, 4));
         if (msg.buffer == nullptr)
             return;
-        msg.bufferSize = size1 + size2Used;
         std::memcpy(msg.buffer, src1, size1);
         if (size2Used != 0)
             std::memcpy(msg.buffer + size1, src2, size2Used);

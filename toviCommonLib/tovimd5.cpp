@@ -37,7 +37,6 @@ MD5::Digest MD5::of(const void *data, u32 size)
 void MD5::update(const void *data, u32 size)
 {
     const u8 *bytes = static_cast<const u8 *>(data);
-    const u8 *const end = bytes + size;
     u32 filled = static_cast<u32>(m_size % BLOCK_LEN);
     m_size += size;
     if (filled != 0)
@@ -45,13 +44,14 @@ void MD5::update(const void *data, u32 size)
         const u32 taken = std::min(BLOCK_LEN - filled, size);
         std::copy_n(bytes, taken, m_rest.begin() + filled);
         bytes += taken;
+        size -= taken;
         if (filled + taken < BLOCK_LEN)
             return;
         addBlock(m_rest.data());
     }
-    for (; end - bytes >= BLOCK_LEN; bytes += BLOCK_LEN)
+    for (; size >= BLOCK_LEN; bytes += BLOCK_LEN, size -= BLOCK_LEN)
         addBlock(bytes);
-    std::copy(bytes, end, m_rest.begin());
+    std::copy_n(bytes, size, m_rest.begin());
 }
 
 // The message ends with the byte 0x80, zeros, and its length in bits as the last 8 bytes of a block.

@@ -28,6 +28,9 @@ struct sLinuxPlatformData
 
 sLinuxPlatformData linuxPlatformData;
 
+// Long files and late years on the 32-bit board too.
+static_assert(sizeof(off_t) == 8 && sizeof(std::time_t) == 8);
+
 constexpr u32 UP_TO_THE_TERMINATOR = 0xFFFFFFFF;
 
 u64 rawMonotonicMSec()
