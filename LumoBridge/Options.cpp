@@ -9,14 +9,14 @@ namespace
 
 using LTProtocol::eComType;
 
-long parseDecimal(const std::string &text)
+i64 parseDecimal(const std::string &text)
 {
-    return std::strtol(text.c_str(), nullptr, 10);
+    return std::strtoll(text.c_str(), nullptr, 10);
 }
 
 u32 parseU32(const std::string &text)
 {
-    return static_cast<u32>(std::clamp<long long>(std::strtoll(text.c_str(), nullptr, 10), 0, UINT32_MAX));
+    return static_cast<u32>(std::clamp<i64>(parseDecimal(text), 0, UINT32_MAX));
 }
 
 void setServer(sOptions &options, const std::string &value)
@@ -34,7 +34,7 @@ void setSocket(sOptions &options, const std::string &value)
     if (value.find('.') != std::string::npos)
         options.deviceMain = "@" + value;
     else
-        options.deviceMain = std::to_string(std::clamp<long>(parseDecimal(value), INT_MIN, INT_MAX));
+        options.deviceMain = std::to_string(std::clamp<i64>(parseDecimal(value), INT_MIN, INT_MAX));
 }
 
 void setUart(sOptions &options, const std::string &value)

@@ -13,7 +13,7 @@ TEST(Options, CommandLines)
         {"-uart /dev/ttymxc1 -socket 10.0.0.5 -logdim 7", "3/dev/ttymxc1 :0  7 0"},
         {"-uart a -socket -logdim 7 -logdim", "3a :0  0 0"}, // the value of a skipped option is skipped with it
         {"-socket 0042 -server 1.2.3.4:9 -server 192.168.1.2", "142 192.168.1.2:9  0 0"},
-        {"-socket abc -server :65537 -logfile a -logfile b.log", "10 :1 b.log 0 0"},
+        {"-socket abc -server :4294967297 -logfile a -logfile b.log", "10 :1 b.log 0 0"},
         {"-socket 10.0.0.5:7000 -payload 70000 -logdim -5", "1@10.0.0.5:7000 :0  0 70000"},
         {"junk -LOGDIM 5 -logdim 99999999999 -payload x -socket", "0 :0  4294967295 0"},
     };
