@@ -60,12 +60,13 @@ void BridgeProcess::runChild(const std::vector<std::string> &arguments, eKeyboar
         setsid();
         ioctl(STDIN_FILENO, TIOCSCTTY, 0);
     }
-    std::vector<char *> argv = {const_cast<char *>(LUMO_BRIDGE_PATH)};
-    for (const std::string &argument : arguments)
-        argv.push_back(const_cast<char *>(argument.c_str()));
+    std::vector<char *> argv;
+    for (const std::vector<std::string> *words : {&BRIDGE_COMMAND, &arguments})
+        for (const std::string &word : *words)
+            argv.push_back(const_cast<char *>(word.c_str()));
     argv.push_back(nullptr);
     if (chdir(folder.c_str()) == 0)
-        execv(LUMO_BRIDGE_PATH, argv.data());
+        execvp(argv[0], argv.data());
     _exit(127);
 }
 

@@ -11,6 +11,9 @@
 #include <sys/types.h>
 #include <vector>
 
+// How the daemon is started here: its path, behind the emulator's words when it is built for another machine.
+inline const std::vector<std::string> BRIDGE_COMMAND = {LUMO_BRIDGE_COMMAND};
+
 class BridgeProcess
 {
   public:

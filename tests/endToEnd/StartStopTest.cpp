@@ -167,8 +167,10 @@ TEST_F(StartStopTest, FolderThatIsGoneGivesAMessage)
     const TempFolder outer;
     const std::string gone = outer.path("gone");
     mkdir(gone.c_str(), 0700);
-    const std::string script =
-        "cd '" + gone + "' && rmdir '" + gone + "' && '" + LUMO_BRIDGE_PATH + "' > ../out; echo $?";
+    std::string script = "cd '" + gone + "' && rmdir '" + gone + "' && ";
+    for (const std::string &word : BRIDGE_COMMAND)
+        script += "'" + word + "' ";
+    script += "> ../out; echo $?";
     FILE *shell = popen(script.c_str(), "r");
     char status[16] = {};
     ASSERT_NE(fgets(status, sizeof status, shell), nullptr);
@@ -180,7 +182,7 @@ TEST_F(StartStopTest, VersionAndHelp)
 {
     BridgeProcess version({"-socket", "5000", "--version"});
     EXPECT_EQ(version.status(), 0);
-    EXPECT_EQ(version.output(), "\n" LUMO_BRIDGE_PATH " v1.00.00\n\n");
+    EXPECT_EQ(version.output(), "\n" + BRIDGE_COMMAND.back() + " v1.00.00\n\n");
     BridgeProcess help({"--help"});
     EXPECT_EQ(help.status(), 0);
     EXPECT_NE(help.output().find("-socket"), std::string::npos);
