@@ -33,8 +33,7 @@ git ls-files '*.cpp' ':!tests' | xargs -P "$(nproc)" -n 4 clang-tidy --quiet -p 
 LONG=$(wc -l $SOURCES | awk '$2 != "total" && $1 > 500')
 [ -z "$LONG" ] || fail "Files above 500 lines: $LONG"
 
-LINKED=$(readelf -d build/release/bin/LumoBridge | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p')
-OTHERS=$(grep -vE '^(libstdc\+\+|libc|libpthread|libgcc_s|libm|ld-linux.*)\.so' <<<"$LINKED" || true)
+OTHERS=$(foreign_libraries build/release/bin/LumoBridge)
 [ -z "$OTHERS" ] || fail "The daemon links $OTHERS"
 
 [ $FAILED -eq 0 ]

@@ -37,3 +37,13 @@ test_preset() {
     say "Testing $1"
     ctest --preset "$1" --parallel "$(nproc)" --progress
 }
+
+# linked_libraries PROGRAM: what it loads when it starts, one a line.
+linked_libraries() {
+    readelf -d "$1" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p'
+}
+
+# foreign_libraries PROGRAM: those of them that the daemon must not link.
+foreign_libraries() {
+    linked_libraries "$1" | grep -vE '^(libstdc\+\+|libc|libpthread|libgcc_s|libm|ld-linux.*)\.so' || true
+}
