@@ -27,11 +27,10 @@ inline std::vector<u8> consoleFrame(const std::vector<u8> &message)
     for (u8 byte : message)
         sum += byte;
     const size_t n = message.size();
-    std::vector<u8> frame = {0xC8, 0xA6};
-    if (n <= 255)
-        frame.insert(frame.end(), {0xFD, static_cast<u8>(n)});
-    else
-        frame.insert(frame.end(), {0xFE, static_cast<u8>(n >> 8), static_cast<u8>(n)});
+    std::vector<u8> frame = {0xC8, 0xA6, static_cast<u8>(n > 255 ? 0xFE : 0xFD)};
+    if (n > 255)
+        frame.push_back(static_cast<u8>(n >> 8));
+    frame.push_back(static_cast<u8>(n));
     frame.insert(frame.end(), message.begin(), message.end());
     if (n > 255)
         frame.push_back(static_cast<u8>(sum >> 8));
@@ -49,12 +48,18 @@ class RawSmu
     // Lets little stand unread on the link; to be called before the bridge comes.
     void receiveLittle() { limitReceiveBuffer(m_listener, SMALL_BUFFER); }
 
-    // Takes the bridge, shakes hands and checks its IDENTIFY; does not answer it.
-    void takeUnanswered()
+    // Takes the connection of the bridge alone.
+    void takeConnection()
     {
         pollfd source{m_listener.get(), POLLIN, 0};
         ASSERT_EQ(poll(&source, 1, PATIENCE_MSEC), 1) << "no bridge came";
         m_link = Descriptor(accept(m_listener.get(), nullptr, nullptr));
+    }
+
+    // Takes the bridge, shakes hands and checks its IDENTIFY; does not answer it.
+    void takeUnanswered()
+    {
+        ASSERT_NO_FATAL_FAILURE(takeConnection());
         std::vector<u8> greeting = m_link.readExactly(12);
         ASSERT_EQ(std::string(greeting.begin(), greeting.end() - 1), "TOVICONSOLE");
         greeting.back() = static_cast<u8>(255 - greeting.back());
