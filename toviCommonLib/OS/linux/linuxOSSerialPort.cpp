@@ -222,7 +222,8 @@ void serialPort_enumerate(tovi::Array<tovi::utf8::String> *out)
 {
     for (u32 i = 0; i < ENUMERATED_DEVICES; ++i)
     {
-        const std::string path = "/dev/ttyUSB" + std::to_string(i);
+        std::string path = "/dev/ttyUSB";
+        path += std::to_string(i);
         struct stat info;
         if (lstat(path.c_str(), &info) == 0)
             out->push_back(path);
