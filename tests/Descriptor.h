@@ -5,6 +5,7 @@
 #include "toviCommonLib/toviTypes.h"
 
 #include <arpa/inet.h>
+#include <cerrno>
 #include <netinet/in.h>
 #include <poll.h>
 #include <string>
@@ -40,10 +41,12 @@ class Descriptor
     {
         for (size_t done = 0; done < bytes.size();)
         {
+            pollfd room{m_fd, POLLOUT, 0};
             const ssize_t n = ::write(m_fd, bytes.data() + done, bytes.size() - done);
-            if (n <= 0)
+            if (n > 0)
+                done += static_cast<size_t>(n);
+            else if (n == 0 || errno != EAGAIN || poll(&room, 1, PATIENCE_MSEC) != 1)
                 return;
-            done += static_cast<size_t>(n);
         }
     }
 

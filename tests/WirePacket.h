@@ -4,6 +4,7 @@
 
 #include "tests/HexBytes.h"
 
+#include <algorithm>
 #include <span>
 
 inline u16 Crc16BitByBit(std::span<const u8> data)
@@ -19,13 +20,20 @@ inline u16 Crc16BitByBit(std::span<const u8> data)
 }
 
 // `content` is the command type and the payload.
-inline std::vector<u8> Framed(const std::string &content)
+inline std::vector<u8> Framed(const std::vector<u8> &content)
 {
-    std::vector<u8> packet = Hex("60 00 00 " + content);
+    std::vector<u8> packet(3 + content.size());
+    packet[0] = 0x60;
+    std::copy(content.begin(), content.end(), packet.begin() + 3);
     packet[1] = static_cast<u8>(packet.size() >> 8);
     packet[2] = static_cast<u8>(packet.size());
     const u16 crc = Crc16BitByBit(packet);
     packet.push_back(static_cast<u8>(crc >> 8));
     packet.push_back(static_cast<u8>(crc));
     return packet;
+}
+
+inline std::vector<u8> Framed(const std::string &content)
+{
+    return Framed(Hex(content));
 }

@@ -118,8 +118,9 @@ i64 FileToSend::BlockRead(u8 *out)
 
 std::string FileToSend::ActualBlockSendingString() const
 {
-    return Tools::PrintfToString("FileSend:: fileId=%u block %u of %u, %llu bytes sended", m_dataValue, m_packetNr,
-                                 m_packetMax, static_cast<unsigned long long>(m_byteCount));
+    return Tools::PrintfToString("FileSend:: fileId=%u block %llu of %u, %llu bytes sended%s", m_dataValue,
+                                 static_cast<unsigned long long>(m_packetCount), m_packetMax,
+                                 static_cast<unsigned long long>(m_byteCount), IsFinished() ? ", last" : "");
 }
 
 bool FileToSend::Abort(bool deleteFile)

@@ -49,11 +49,12 @@ Tools::StringUtf8 LTProto::ReceiveFileNameGenerate(u32 key)
     }
     if (m_fileReceiveList.size() >= RECORDS_MAX)
         return {};
-    u32 number = static_cast<u32>(std::time(nullptr));
-    const auto isTaken = [&number](const RcvFile &entry) { return entry.m_fileName == number; };
-    while (std::any_of(m_fileReceiveList.begin(), m_fileReceiveList.end(), isTaken))
-        ++number;
-    m_fileReceiveList.push_back({key, number, true});
+    RcvFile fresh{key, static_cast<u32>(std::time(nullptr)), true};
+    const auto isListed = [&fresh](const RcvFile &entry) { return entry.m_fileName == fresh.m_fileName; };
+    while (std::any_of(m_fileReceiveList.begin(), m_fileReceiveList.end(), isListed) ||
+           platform::file_exists(fresh.FileNameWithPath(m_fileReceivePath).ToStdString().c_str()))
+        ++fresh.m_fileName;
+    m_fileReceiveList.push_back(fresh);
     if (!ReceiveFileIndexSave())
     {
         m_fileReceiveList.pop_back();

@@ -1,9 +1,11 @@
 #include "tests/endToEnd/BridgeProcess.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <fcntl.h>
 #include <sys/ioctl.h>
 #include <sys/wait.h>
+#include <utility>
 
 namespace
 {
@@ -40,16 +42,21 @@ BridgeProcess::BridgeProcess(std::vector<std::string> arguments, eKeyboard keybo
 {
     sPipe input = keyboard == eKeyboard::terminal ? makeTerminal() : sPipe();
     sPipe output;
+    const std::string workFolder = folder.empty() ? m_folder.path() : folder;
+    std::vector<char *> argv;
+    for (const std::vector<std::string> *words : {&BRIDGE_COMMAND, &std::as_const(arguments)})
+        for (const std::string &word : *words)
+            argv.push_back(const_cast<char *>(word.c_str()));
+    argv.push_back(nullptr);
     m_pid = fork();
     if (m_pid == 0)
-        runChild(arguments, keyboard, folder.empty() ? m_folder.path() : folder, input.readEnd.get(),
-                 output.writeEnd.get());
+        runChild(argv.data(), keyboard, workFolder.c_str(), input.readEnd.get(), output.writeEnd.get());
     m_keyboard = std::move(input.writeEnd);
     m_printed = std::move(output.readEnd);
+    m_reader = std::jthread(&BridgeProcess::readOutput, this);
 }
 
-void BridgeProcess::runChild(const std::vector<std::string> &arguments, eKeyboard keyboard, const std::string &folder,
-                             int input, int output) const
+void BridgeProcess::runChild(char *const argv[], eKeyboard keyboard, const char *folder, int input, int output)
 {
     dup2(output, STDOUT_FILENO);
     dup2(input, STDIN_FILENO);
@@ -60,14 +67,23 @@ void BridgeProcess::runChild(const std::vector<std::string> &arguments, eKeyboar
         setsid();
         ioctl(STDIN_FILENO, TIOCSCTTY, 0);
     }
-    std::vector<char *> argv;
-    for (const std::vector<std::string> *words : {&BRIDGE_COMMAND, &arguments})
-        for (const std::string &word : *words)
-            argv.push_back(const_cast<char *>(word.c_str()));
-    argv.push_back(nullptr);
-    if (chdir(folder.c_str()) == 0)
-        execvp(argv[0], argv.data());
+    if (chdir(folder) == 0)
+        execvp(argv[0], argv);
     _exit(127);
+}
+
+void BridgeProcess::readOutput()
+{
+    char part[4096];
+    ssize_t n;
+    do
+    {
+        n = read(m_printed.get(), part, sizeof part);
+        const std::lock_guard lock(m_mutex);
+        m_output.append(part, static_cast<size_t>(std::max<ssize_t>(n, 0)));
+        m_hasEnded = n <= 0;
+        m_hasPrinted.notify_all();
+    } while (n > 0);
 }
 
 BridgeProcess::~BridgeProcess()
@@ -80,18 +96,21 @@ BridgeProcess::~BridgeProcess()
 
 bool BridgeProcess::prints(const std::string &text)
 {
-    for (;;)
+    std::unique_lock lock(m_mutex);
+    for (size_t from = m_seen;;)
     {
-        const size_t found = m_output.find(text, m_seen);
+        const size_t found = m_output.find(text, from);
         if (found != std::string::npos)
         {
             m_seen = found + text.size();
             return true;
         }
-        std::vector<u8> more;
-        if (!m_printed.readInto(more))
+        const size_t searched = m_output.size();
+        from = std::max(m_seen, searched - std::min(searched, text.size()));
+        const auto hasMore = [&] { return m_hasEnded || m_output.size() > searched; };
+        if (!m_hasPrinted.wait_for(lock, std::chrono::milliseconds(PATIENCE_MSEC), hasMore) ||
+            m_output.size() == searched)
             return false;
-        m_output.append(more.begin(), more.end());
     }
 }
 
@@ -109,10 +128,7 @@ int BridgeProcess::status()
 
 const std::string &BridgeProcess::output()
 {
-    std::vector<u8> more;
-    while (m_printed.readInto(more))
-    {
-    }
-    m_output.append(more.begin(), more.end());
+    std::unique_lock lock(m_mutex);
+    m_hasPrinted.wait_for(lock, std::chrono::milliseconds(PATIENCE_MSEC), [this] { return m_hasEnded; });
     return m_output;
 }

@@ -4,11 +4,14 @@
 #include "tests/Descriptor.h"
 #include "tests/TempFolder.h"
 
+#include <condition_variable>
 #include <csignal>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <sys/types.h>
+#include <thread>
 #include <vector>
 
 // How the daemon is started here: its path, behind the emulator's words when it is built for another machine.
@@ -36,7 +39,8 @@ class BridgeProcess
     pid_t pid() const { return m_pid; }
     std::string folder() const { return m_folder.path(); }
 
-    // Reads its output until `text` has come; false when it ended, or was silent for too long, before.
+    // Waits until its output brings `text`, from where the last call found its own; false when it ended, or was silent
+    // for too long, before.
     bool prints(const std::string &text);
 
     // Waits for its end: its exit status, or -1 when a signal killed it.
@@ -48,14 +52,18 @@ class BridgeProcess
     const Descriptor &keyboard() const { return m_keyboard; }
 
   private:
-    void runChild(const std::vector<std::string> &arguments, eKeyboard keyboard, const std::string &folder, int input,
-                  int output) const;
+    static void runChild(char *const argv[], eKeyboard keyboard, const char *folder, int input, int output);
+    void readOutput();
 
     TempFolder m_folder;
     Descriptor m_keyboard;
     Descriptor m_printed;
-    std::string m_output;
+    std::mutex m_mutex;
+    std::condition_variable m_hasPrinted;
+    std::string m_output; // guarded by m_mutex, as m_hasEnded
+    bool m_hasEnded = false;
     size_t m_seen = 0; // of m_output, by `prints`
     pid_t m_pid = -1;
     std::optional<int> m_status;
+    std::jthread m_reader; // so that the daemon never waits for a reader of its trace
 };

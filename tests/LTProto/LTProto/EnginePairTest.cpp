@@ -3,6 +3,7 @@
 #include "LumoSmuSim/PtyCable.h"
 #include "tests/Descriptor.h"
 #include "tests/LTProto/LTProto/EngineFixture.h"
+#include "tests/TempFolder.h"
 
 namespace
 {
@@ -10,6 +11,12 @@ namespace
 using namespace LTProtocol;
 
 constexpr u32 PEER = 18, NEWCOMER = 19;
+
+std::string ReadFile(const std::string &name)
+{
+    std::ifstream file(name);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
 
 struct Station
 {
@@ -27,6 +34,8 @@ struct Station
                 group.getEventUserParamAsU32(i) == PEER ? engine.OnReceive(payload) : engine.OnReceiveServer();
             if (result == eReceiveResult::DataBuffer || result == eReceiveResult::VarRequest)
                 delivered = payload.ToHex(0, ' ');
+            else if (result == eReceiveResult::FileReceive)
+                delivered = ReadFile(payload.ToStringFromPos(2));
         }
         if (engine.IdleIn() == 0)
             engine.OnEventTimeout();
@@ -78,6 +87,20 @@ class EnginePair : public testing::Test
         }
     }
 
+    // A file each way; whoever is to receive it tells that it is ready, as nobody polls over TCP.
+    void ExpectFiles()
+    {
+        for (auto [sender, receiver] : {std::pair{&m_main, &m_subscriber}, {&m_subscriber, &m_main}})
+        {
+            const std::string content(5000, sender == &m_main ? 'm' : 's'); // five whole blocks and an empty one
+            m_folder.write("file", content);
+            ASSERT_TRUE(sender->engine.FileSend(u16{9}, u8{0}, Tools::MemoryBuffer(m_folder.path("file"))));
+            receiver->engine.CommandSend(eCommandCode::POLLING, 0);
+            ASSERT_TRUE(Delivers(*receiver, content));
+        }
+    }
+
+    TempFolder m_folder;
     Station m_main;
     Station m_subscriber;
 };
@@ -87,6 +110,7 @@ TEST_F(EnginePair, TalksOverASerialLine)
     LumoSmuSim::PtyCable cable;
     Open(eComType::UART_MAIN, cable.deviceA(), eComType::UART_SUBSCRIBER, cable.deviceB());
     ExpectTalk();
+    ExpectFiles();
 }
 
 TEST_F(EnginePair, TalksOverTcp)
@@ -94,6 +118,7 @@ TEST_F(EnginePair, TalksOverTcp)
     const std::string address = ownLoopback() + ":8283";
     Open(eComType::SOCKET_MAIN, "@" + address, eComType::SOCKET_SUBSCRIBER, address);
     ExpectTalk();
+    ExpectFiles();
 }
 
 } // namespace

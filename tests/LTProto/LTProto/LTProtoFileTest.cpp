@@ -1,0 +1,78 @@
+// Bounds of the file queue, and transfers that cannot go on.
+#include "tests/LTProto/LTProto/EngineFixture.h"
+#include "tests/TempFolder.h"
+
+namespace
+{
+
+using namespace LTProtocol;
+
+class FileQueueTest : public EngineTest
+{
+  protected:
+    Tools::MemoryBuffer FileOf(const std::string &content)
+    {
+        m_folder.write("file", content);
+        return Tools::MemoryBuffer(m_folder.path("file"));
+    }
+
+    bool Offer(u16 fileId, const Tools::MemoryBuffer &name) { return m_engine->FileSend(fileId, u8{0}, name); }
+
+    TempFolder m_folder;
+};
+
+} // namespace
+
+TEST_F(FileQueueTest, HoldsSixtyFourFilesAndNoneThatCannotBeNamed)
+{
+    const Tools::MemoryBuffer name = FileOf("x");
+    EXPECT_FALSE(Offer(65535, name)); // its negotiation has no room for the id
+    EXPECT_FALSE(Offer(9, Tools::MemoryBuffer()));
+    for (u16 i = 0; i < LTProto::QUEUE_FILES_MAX; ++i)
+        ASSERT_TRUE(Offer(i, name));
+    EXPECT_FALSE(Offer(9, name));
+    EXPECT_TRUE(m_folder.holds("file"));
+    m_engine->ClientDisconnect();
+    EXPECT_FALSE(m_folder.holds("file"));
+}
+
+TEST_F(FileQueueTest, TheFileThatTheClientAskedForTravelsUnderItsTicketWhateverItsId)
+{
+    Feed("33 05 FF FF");
+    Sent();
+    ASSERT_TRUE(Offer(65535, FileOf("content")));
+    FeedAck();
+    EXPECT_EQ(Sent(), FramedHex("AA 00 00 00 00 64 80 00 00 00 00"));
+    Feed("AA 00 00 00 00 64 00 04");
+    FeedAck();
+    EXPECT_EQ(Sent(), FramedHex("AA 00 00 01 63 6F 6E 74") + "\n" + FramedHex("AA FF FF FF 65 6E 74"));
+    Feed("33 80 00 00 00 00"); // the ticket went with the last block
+    EXPECT_EQ(Sent(), FramedHex("66 FF FF FF FF 11"));
+}
+
+TEST_F(FileQueueTest, FilesGoBeforeValuesAndAFinishedOneSendsNothingMore)
+{
+    ASSERT_TRUE(Offer(9, FileOf("ab")));
+    Value(1);
+    EXPECT_EQ(Sent(), "");
+    FeedAck();
+    EXPECT_EQ(Sent(), FramedHex("AA 00 00 00 00 64 05 00 09"));
+    Feed("AA 00 00 00 00 64"); // cut short: the length that was asked for stays
+    EXPECT_EQ(Sent(), FramedHex("AA FF FF FF 61 62"));
+    FeedAck();
+    EXPECT_EQ(Sent(), FramedHex("66 FF FF FF FE 06 00 00 00 01 01 00 00 00 00"));
+    EXPECT_TRUE(m_folder.holds("file"));
+}
+
+TEST_F(FileQueueTest, TransfersThatCannotGoOnAreDropped)
+{
+    FileToSend file(TICKET_SPONTANEOUS, eDataType::FILE_ID, 9, 1, FileOf("abc"));
+    file.PacketFill(0);
+    file.m_packetNr = BLOCK_NR_LAST - 2;
+    EXPECT_EQ(HexText(file.PacketFill(0)), "ff ff fd 61");
+    EXPECT_EQ(file.PacketFill(0).m_len, 0U); // its number would be that of the last block
+    FileToSend finished(TICKET_SPONTANEOUS, eDataType::FILE_ID, 9, 100, FileOf("abc"));
+    finished.PacketFill(0);
+    EXPECT_EQ(HexText(finished.PacketFill(0)), "ff ff ff 61 62 63");
+    EXPECT_EQ(finished.PacketFill(0).m_len, 0U);
+}

@@ -1,0 +1,355 @@
+// Files through the bridge, both ways, byte by byte.
+#include "tests/endToEnd/UartFixture.h"
+
+#include <cstring>
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+namespace
+{
+
+using Bytes = std::vector<u8>;
+
+constexpr u32 LAST_BLOCK = 0xFFFFFF;
+
+Bytes contentOf(size_t size)
+{
+    Bytes bytes(size);
+    for (size_t i = 0; i < size; ++i)
+        bytes[i] = static_cast<u8>(i * 31 + (i >> 8));
+    return bytes;
+}
+
+std::string textOf(const Bytes &bytes)
+{
+    return {bytes.begin(), bytes.end()};
+}
+
+// A number as hexadecimal bytes, most significant first.
+std::string number(u32 value, int width)
+{
+    Bytes bytes;
+    for (int i = width - 1; i >= 0; --i)
+        bytes.push_back(static_cast<u8>(value >> (8 * i)));
+    return hexOf(bytes);
+}
+
+std::string negotiation(u32 blockLen, const std::string &what)
+{
+    return "AA 00 00 00 " + number(blockLen, 2) + " " + what;
+}
+
+// The block `nr` of a file that goes out in blocks of `blockLen`, as a packet; the last one numbered as such.
+Bytes blockOf(const Bytes &file, u32 nr, size_t blockLen)
+{
+    const size_t start = (nr - 1) * blockLen;
+    const size_t count = std::min(blockLen, file.size() - start);
+    Bytes content = Hex("AA " + number(count < blockLen ? LAST_BLOCK : nr, 3));
+    content.insert(content.end(), file.begin() + static_cast<std::ptrdiff_t>(start),
+                   file.begin() + static_cast<std::ptrdiff_t>(start + count));
+    return Framed(content);
+}
+
+class FileTest : public UartTest
+{
+  protected:
+    void startLink(const std::vector<std::string> &more = {}, bool uart = false)
+    {
+        if (uart)
+            UartTest::startWithClient(more);
+        else
+            BridgeTest::startWithClient(more);
+        m_received = m_bridge->folder() + "/BridgeTemp/";
+    }
+
+    // What the bridge answers; polls that cross are passed over.
+    Bytes reply()
+    {
+        Bytes packet = m_client->receiveBytes();
+        while (hexOf(packet) == POLLING)
+            packet = m_client->receiveBytes();
+        return packet;
+    }
+    std::string exchange(const std::string &content)
+    {
+        m_client->send(content);
+        return hexOf(reply());
+    }
+    std::string exchange(const Bytes &packet)
+    {
+        m_client->sendRaw(packet);
+        return hexOf(reply());
+    }
+
+    // The name of the file that the machine is told, behind its id.
+    std::string announced(u32 fileId)
+    {
+        const Bytes message = m_smu.receiveBytes();
+        const Bytes head = Hex("90 02 00 00 " + number(fileId, 4));
+        EXPECT_EQ(hexOf({message.begin(), message.begin() + 8}), hexOf(head));
+        return textOf({message.begin() + 8, message.end()});
+    }
+
+    void upload(const Bytes &file, u32 blockLen, const std::string &what)
+    {
+        ASSERT_EQ(exchange(negotiation(blockLen, what)), framed(negotiation(blockLen, number(blockLen, 2))));
+        for (u32 nr = 1; nr <= file.size() / blockLen + 1; ++nr)
+            ASSERT_EQ(exchange(blockOf(file, nr, blockLen)), framed(ACK)) << nr;
+    }
+
+    // Takes the file that was announced as `what`, granting blocks of `blockLen`.
+    void download(const Bytes &file, u32 asked, u32 blockLen, const std::string &what)
+    {
+        ASSERT_EQ(exchange(ACK), framed(negotiation(asked, what)));
+        m_client->send(negotiation(asked, number(blockLen, 2)));
+        for (u32 nr = 1; nr <= file.size() / blockLen + 1; ++nr)
+        {
+            ASSERT_TRUE(reply() == blockOf(file, nr, blockLen)) << nr;
+            m_client->send(ACK);
+        }
+        // Nothing follows the last ACK in the same read.
+        ASSERT_TRUE(m_bridge->prints(" bytes sended, last\n") && m_bridge->prints("Recv:(len=7)"));
+    }
+
+    // The machine offers a file; the bridge has queued it when this returns.
+    std::string offer(const std::string &name, const Bytes &file, const std::string &fileId)
+    {
+        m_folder.write(name, textOf(file));
+        announce(m_folder.path(name), fileId);
+        return m_folder.path(name);
+    }
+    void announce(const std::string &path, const std::string &fileId)
+    {
+        Bytes message = Hex("90 02 00 00 " + fileId);
+        message.insert(message.end(), path.begin(), path.end());
+        m_smu.sendRaw(consoleFrame(message));
+        ASSERT_TRUE(m_bridge->prints("(element in queue "));
+    }
+
+    // The names in the folder of received files.
+    std::vector<std::string> received() const
+    {
+        std::vector<std::string> names;
+        for (const auto &entry : std::filesystem::directory_iterator(m_received))
+            names.push_back(entry.path().filename());
+        std::sort(names.begin(), names.end());
+        return names;
+    }
+    static std::string read(const std::string &path)
+    {
+        std::ifstream file(path);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+
+    std::string m_received; // with a trailing slash
+};
+
+class FileLinkTest : public FileTest, public testing::WithParamInterface<const char *>
+{
+};
+
+INSTANTIATE_TEST_SUITE_P(, FileLinkTest, testing::Values("Tcp", "Uart"),
+                         [](const auto &link) { return std::string(link.param); });
+
+} // namespace
+
+TEST_P(FileLinkTest, FilesOfEverySizePassBothWays)
+{
+    const bool uart = std::strcmp(GetParam(), "Uart") == 0;
+    const u32 large = uart ? 5000 : 50000;
+    startLink({}, uart);
+    ASSERT_FALSE(HasFatalFailure());
+    const std::pair<size_t, u32> cases[] = {{0, 1000},    {1, 1000},    {999, 1000},      {1000, 1000},
+                                            {1001, 1000}, {3000, 1000}, {5 << 20U, large}};
+    u32 ticket = 0;
+    for (const auto &[size, blockLen] : cases)
+    {
+        SCOPED_TRACE(size);
+        const Bytes file = contentOf(size);
+        ASSERT_NO_FATAL_FAILURE(upload(file, blockLen, "05 00 07"));
+        const std::string path = announced(7);
+        EXPECT_TRUE(read(path) == textOf(file));
+        struct stat info = {};
+        EXPECT_TRUE(stat(path.c_str(), &info) == 0 && (info.st_mode & 0777U) == 0640);
+
+        const std::string offered = offer("offered", file, "00 00 00 09");
+        ASSERT_NO_FATAL_FAILURE(download(file, large, blockLen, "05 00 09"));
+        EXPECT_TRUE(read(offered) == textOf(file)); // it stays
+        EXPECT_EQ(exchange("33 05 00 0A"), framed("66 FF FF FF FF 80 " + number(ticket, 4)));
+        EXPECT_EQ(m_smu.receive(), "90 02 00 00 00 00 00 0a");
+        offer("offered", file, "00 00 00 0A");
+        ASSERT_NO_FATAL_FAILURE(download(file, large, blockLen, "80 " + number(ticket++, 4)));
+    }
+}
+
+TEST_F(FileTest, LargestBlocksMoveFiveMegabytesEachWay)
+{
+    startLink({"-payload", "65535"});
+    ASSERT_FALSE(HasFatalFailure());
+    const Bytes file = contentOf(5 << 20U);
+    EXPECT_EQ(exchange(negotiation(65535, "05 00 07")), framed(negotiation(65535, "FF F6")));
+    ASSERT_NO_FATAL_FAILURE(upload(file, 65526, "05 00 07"));
+    EXPECT_TRUE(read(announced(7)) == textOf(file));
+    offer("offered", file, "00 00 00 09");
+    ASSERT_NO_FATAL_FAILURE(download(file, 65526, 65526, "05 00 09"));
+}
+
+TEST_F(FileTest, BlocksOfAReceptionKeepTheirOrder)
+{
+    startLink();
+    ASSERT_FALSE(HasFatalFailure());
+    const Bytes file = contentOf(2500);
+    EXPECT_EQ(exchange(blockOf(file, 1, 1000)), framed("2A 02 00 04")); // no reception
+    ASSERT_EQ(exchange(negotiation(1000, "05 00 07")), framed(negotiation(1000, "03 E8")));
+    for (u32 nr : {1, 1, 2, 2})
+        EXPECT_EQ(exchange(blockOf(file, nr, 1000)), framed(ACK));
+    EXPECT_EQ(exchange(blockOf(file, 1, 1000)), framed("2A 02 00 04")); // neither the next nor the last one
+    EXPECT_EQ(exchange(blockOf(file, 3, 1000)), framed(ACK));
+    EXPECT_TRUE(read(announced(7)) == textOf(file));
+    EXPECT_EQ(exchange(blockOf(file, 3, 1000)), framed("2A 02 00 04")); // it is over
+}
+
+TEST_F(FileTest, WhatIsNoNegotiationIsRefused)
+{
+    startLink();
+    ASSERT_FALSE(HasFatalFailure());
+    for (const char *what :
+         {"03 E8 05 00 00", "00 00 05 00 07", "03 E8 06 00 07", "03 E8 80 00 00 00 05", "03 E8 80 00 00"})
+        EXPECT_EQ(exchange("AA 00 00 00 " + std::string(what)), framed("2A 02 00 03")) << what;
+    EXPECT_EQ(exchange("AA 00 00 00 03 E8 03 E8"), framed("2A 02 00 06"));
+    EXPECT_EQ(received(), std::vector<std::string>{"index.dat"});
+    // A file that the client told of goes under the ticket that is its id.
+    EXPECT_EQ(exchange("66 FF FF FF FE 05 00 00 00 07 05 00 00 00 07"), framed(ACK));
+    ASSERT_NO_FATAL_FAILURE(upload(contentOf(10), 1000, "80 00 00 00 07"));
+    EXPECT_TRUE(read(announced(7)) == textOf(contentOf(10)));
+}
+
+TEST_F(FileTest, AReceptionThatIsCutOffLeavesNothing)
+{
+    startLink();
+    ASSERT_FALSE(HasFatalFailure());
+    const auto begin = [this]
+    {
+        ASSERT_EQ(exchange(negotiation(1000, "05 00 07")), framed(negotiation(1000, "03 E8")));
+        ASSERT_EQ(exchange(blockOf(contentOf(2000), 1, 1000)), framed(ACK));
+        EXPECT_EQ(received().size(), 2U);
+    };
+    begin();
+    m_client->send(ACK); // a link command ends it
+    ASSERT_TRUE(m_bridge->prints("60 00 05 2A 01"));
+    EXPECT_EQ(exchange(blockOf(contentOf(2000), 2, 1000)), framed("2A 02 00 04"));
+    EXPECT_EQ(received(), std::vector<std::string>{"index.dat"});
+    begin();
+    begin(); // so does a new negotiation
+    m_client->leave();
+    EXPECT_EQ(m_smu.receive(), LINK_DOWN);
+    EXPECT_EQ(received(), std::vector<std::string>{"index.dat"});
+    EXPECT_EQ(read(m_received + "index.dat"), "");
+}
+
+TEST_F(FileTest, AFileThatIsNotTakenIsGivenUpAndDeleted)
+{
+    startLink();
+    ASSERT_FALSE(HasFatalFailure());
+    const Bytes file = contentOf(2500);
+    for (const bool clientLeaves : {false, true})
+    {
+        const std::string path = offer("offered", file, "00 00 00 09");
+        EXPECT_EQ(exchange(ACK), framed(negotiation(50000, "05 00 09")));
+        m_client->send("AA 00 00 00 C3 50 03 E8");
+        for (int i = 0; i < 4; ++i)
+        {
+            EXPECT_TRUE(reply() == blockOf(file, 1, 1000));
+            if (i < 3 || !clientLeaves)
+                m_client->send(NACK);
+        }
+        if (clientLeaves)
+            m_client->leave();
+        EXPECT_TRUE(m_bridge->prints(clientLeaves ? "From Client: Link status down" : "Sending file abort"));
+        EXPECT_FALSE(std::filesystem::exists(path));
+    }
+}
+
+TEST_F(FileTest, WhatIsNoFileArrivesEmpty)
+{
+    startLink();
+    ASSERT_FALSE(HasFatalFailure());
+    ASSERT_EQ(mkfifo(m_folder.path("pipe").c_str(), 0600), 0);
+    for (const std::string &name : {std::string("missing"), std::string("pipe"), std::string()})
+    {
+        announce(m_folder.path(name), "00 00 00 09");
+        ASSERT_NO_FATAL_FAILURE(download({}, 50000, 50000, "05 00 09"));
+    }
+    EXPECT_EQ(exchange("33 05 00 09"), framed("66 FF FF FF FF 80 00 00 00 00"));
+    EXPECT_EQ(m_smu.receive(), "90 02 00 00 00 00 00 09");
+    announce("x", "00 00 00 09"); // a name of one byte: the machine has no such file
+    ASSERT_NO_FATAL_FAILURE(download({}, 50000, 50000, "80 00 00 00 00"));
+    EXPECT_TRUE(std::filesystem::exists(m_folder.path("pipe")));
+}
+
+TEST_F(FileTest, ARestartKeepsWhatTheIndexListsAndADamagedOneLosesNothing)
+{
+    struct Case
+    {
+        const char *name;
+        std::string index;
+        std::vector<std::string> kept;
+    };
+    const std::string known("\x07\0\0\0\x01\0\0\x5F", 8), gone("\x07\0\0\0\x02\0\0\x5F", 8);
+    const Case cases[] = {
+        {"whole", known + gone, {"5f000001.tmp", "index.dat"}},
+        {"cut", known + "abc", {"5f000001.tmp", "5f000003.tmp", "index.bad", "index.dat"}},
+        {"nonsense", std::string(16, '\xFF'), {"5f000001.tmp", "5f000003.tmp", "index.bad", "index.dat"}},
+    };
+    for (const Case &test : cases)
+    {
+        SCOPED_TRACE(test.name);
+        const TempFolder folder;
+        m_received = folder.path("BridgeTemp/");
+        std::filesystem::create_directory(m_received);
+        folder.write("BridgeTemp/index.dat", test.index);
+        for (const char *name : {"5f000001.tmp", "5f000003.tmp", "stray.tmp"})
+            folder.write(std::string("BridgeTemp/") + name, name);
+        // Twice: what was kept once is kept for good.
+        for (int i = 0; i < 2; ++i)
+        {
+            RawSmu smu;
+            BridgeProcess bridge({"-server", "127.0.0.1:" + std::to_string(smu.port()), "-socket", m_ip},
+                                 BridgeProcess::eKeyboard::pipe, folder.path());
+            smu.take();
+            ASSERT_TRUE(bridge.prints("received files kept"));
+            EXPECT_EQ(received(), test.kept);
+        }
+        EXPECT_EQ(read(m_received + "index.dat").substr(test.name == std::string("nonsense") ? 16 : 0, 8),
+                  test.name == std::string("nonsense") ? "" : known);
+    }
+}
+
+TEST_F(FileTest, OnAFullDiskEveryAcknowledgedByteIsThere)
+{
+    rlimit unlimited = {};
+    getrlimit(RLIMIT_FSIZE, &unlimited);
+    const rlimit full{2500, unlimited.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &full); // of the bridge that starts now
+    startLink();
+    setrlimit(RLIMIT_FSIZE, &unlimited);
+    ASSERT_FALSE(HasFatalFailure());
+    const Bytes file = contentOf(4000);
+    ASSERT_EQ(exchange(negotiation(1000, "05 00 07")), framed(negotiation(1000, "03 E8")));
+    for (u32 nr : {1, 2})
+        EXPECT_EQ(exchange(blockOf(file, nr, 1000)), framed(ACK));
+    EXPECT_EQ(exchange(blockOf(file, 3, 1000)), framed("2A 02 00 03")); // only a half of it fits
+    EXPECT_TRUE(read(m_received + received().front()) == textOf({file.begin(), file.begin() + 2000}));
+    EXPECT_EQ(exchange("33 06 00 00 00 04"), framed("66 FF FF FF FF 80 00 00 00 00")); // values go on
+}
+
+TEST_F(FileTest, WithoutAFolderFilesAreRefusedAndValuesGoOn)
+{
+    startLink();
+    ASSERT_FALSE(HasFatalFailure());
+    std::filesystem::remove_all(m_received);
+    EXPECT_EQ(exchange(negotiation(1000, "05 00 07")), framed("2A 02 00 03"));
+    EXPECT_TRUE(m_bridge->prints("File id 7 cannot be received"));
+    EXPECT_EQ(exchange("33 06 00 00 00 04"), framed("66 FF FF FF FF 80 00 00 00 00"));
+}
