@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <limits>
+#include <utility>
 
 #include <poll.h>
 #include <sys/socket.h>
@@ -24,9 +25,6 @@ constexpr u16 BACKLOG = 2;
 constexpr size_t INPUT_LEN = 4096;
 constexpr size_t INPUT_LINE_MAX = 256 * 1024; // longer than any buffer that a message carries
 constexpr int NO_DESCRIPTOR = -1;             // poll passes it over
-
-// A bridge reads on only some time after the answer to its identification.
-constexpr u32 COMMANDS_PAUSE_MSEC = 300;
 
 u16 boundPort(const OSSocket &listener)
 {
@@ -83,13 +81,11 @@ void Simulator::run()
 
 int Simulator::pollTimeoutMSec() const
 {
-    u64 dueMSec = m_commandsAtMSec.value_or(std::numeric_limits<u64>::max());
-    if (isDrifting())
-        dueMSec = std::min(dueMSec, m_driftAtMSec);
-    if (dueMSec == std::numeric_limits<u64>::max())
+    if (!isDrifting())
         return -1;
     const u64 now = platform::getTimeNowMSec();
-    return static_cast<int>(std::min<u64>(dueMSec - std::min(dueMSec, now), std::numeric_limits<int>::max()));
+    const u64 left = m_driftAtMSec - std::min(m_driftAtMSec, now);
+    return static_cast<int>(std::min<u64>(left, std::numeric_limits<int>::max()));
 }
 
 void Simulator::acceptBridge()
@@ -113,8 +109,9 @@ void Simulator::serveBridge()
         case BridgeLink::eReceived::LOST: return dropBridge();
         case BridgeLink::eReceived::MESSAGE: react(m_machine.take(message)); break;
         }
-        if (message.what == tovi::SMUConn::WHAT_IDENTIFY && !m_settings.commands.empty())
-            m_commandsAtMSec = platform::getTimeNowMSec() + COMMANDS_PAUSE_MSEC;
+        if (message.what == tovi::SMUConn::WHAT_IDENTIFY && m_bridge)
+            for (const std::string &line : std::exchange(m_settings.commands, {}))
+                doCommand(line);
     }
 }
 
@@ -123,7 +120,6 @@ void Simulator::dropBridge()
     if (!m_bridge)
         return;
     m_bridge.reset();
-    m_commandsAtMSec.reset();
     std::puts("bridge left");
 }
 
@@ -153,12 +149,6 @@ void Simulator::endInput()
 void Simulator::runTimers()
 {
     const u64 now = platform::getTimeNowMSec();
-    if (m_commandsAtMSec && now >= *m_commandsAtMSec)
-    {
-        m_commandsAtMSec.reset();
-        for (const std::string &line : std::exchange(m_settings.commands, {}))
-            doCommand(line);
-    }
     if (isDrifting() && now >= m_driftAtMSec)
     {
         m_driftAtMSec = now + m_machine.driftMSec();

@@ -5,7 +5,6 @@
 #include "LumoSmuSim/BridgeLink.h"
 
 #include <memory>
-#include <optional>
 
 namespace LumoSmuSim
 {
@@ -52,7 +51,6 @@ class Simulator
     std::unique_ptr<BridgeLink> m_bridge; // null while none is connected
     std::string m_inputLine;              // typed so far
     int m_input;                          // descriptor, below 0 once it ended
-    std::optional<u64> m_commandsAtMSec;  // when the settings' commands are due
     u64 m_driftAtMSec = 0;                // when the next step is due
     bool m_isRunning = true;
 };
