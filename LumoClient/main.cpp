@@ -3,6 +3,7 @@
 #include "LumoClient/SerialChannel.h"
 #include "LumoClient/TcpChannel.h"
 
+#include "LTProto/ComDevice/ComDevSocket.h"
 #include "LTProto/LTProto/ValueText.h"
 
 #include <CLI/CLI.hpp>
@@ -21,7 +22,7 @@ volatile std::sig_atomic_t g_stop = 0;
 struct Endpoint
 {
     std::string host;
-    u16 port = LTProtocol::CLIENT_PORT_DEFAULT;
+    u16 port = tovi::CLIENT_PORT_DEFAULT;
 };
 
 struct Options

@@ -1,6 +1,5 @@
 #include "LTProto/ComDevice/ComDevSocket.h"
 
-#include "LTProto/LTProto/WireFormat.h"
 #include "toviCommonLib/OS/linux/linuxOS.h"
 
 #include <cerrno>
@@ -42,7 +41,7 @@ Tools::DateTime ComDevSocket::SystemClock()
 
 bool ComDevSocket::Set(const char *channel, int port)
 {
-    const int effectivePort = port == 0 ? LTProtocol::CLIENT_PORT_DEFAULT : port;
+    const int effectivePort = port == 0 ? CLIENT_PORT_DEFAULT : port;
     if (channel == nullptr || *channel == '\0')
         return SetServer(nullptr, effectivePort);
     return *channel == SERVER_MARK ? SetServer(channel + 1, effectivePort) : SetClient(channel, effectivePort);

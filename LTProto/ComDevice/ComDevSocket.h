@@ -9,6 +9,9 @@
 namespace tovi
 {
 
+// TCP port of the client link when none is given.
+constexpr u16 CLIENT_PORT_DEFAULT = 8283;
+
 class ComDevSocket : public ComDevice
 {
   public:

@@ -64,9 +64,6 @@ constexpr TicketNr TICKET_SPONTANEOUS = 0xFFFFFFFE; // a value that answers no r
 // Variable id that marks a raw buffer whose answer needs a ticket.
 constexpr u32 TICKETED_BUFFER_ID = 0xF0000000;
 
-// TCP port on which the bridge listens when none is given.
-constexpr u16 CLIENT_PORT_DEFAULT = 8283;
-
 // Link kind and role of a station.
 enum class eComType : u8
 {
