@@ -28,7 +28,7 @@ class ProtocolBuffer
     // Moves the first `size` bytes to a block of exactly that size, from `other` or from the buffer's own allocator.
     bool shrink(u32 size, Allocator *other = nullptr);
 
-    // Drops the first min(n, allocated size) bytes; the valid ones behind them move to the front.
+    // Drops the first n valid bytes, all when there are fewer; those behind them move to the front.
     void removeFirstNByte(u32 n);
 
     void reset() { cursor = 0; }

@@ -60,7 +60,7 @@ eSocketError SMUConn::connect(const char *address, u32 port, u32 identCode, u8 o
         const eSocketError error = priv_connectOnce(address, port, {identCode, opt1, opt2, opt3, opt32});
         if (error == eSocketError::none)
             return error;
-        bool cancelled = false;
+        bool cancelled = false; // each failed try is followed by the pause, the last one too
         if (cancelEvent != nullptr)
             cancelled = platform::event_wasFired(*cancelEvent, ATTEMPT_PAUSE_MSEC);
         else

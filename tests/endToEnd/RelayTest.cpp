@@ -140,6 +140,19 @@ TEST_F(RelayTest, RequestFromTheMachineTravelsAsAValueWithoutOne)
     EXPECT_EQ(m_client->receive(), framed("66 FF FF FF FE 06 00 00 00 05 01 00 00 00 19"));
 }
 
+TEST_F(RelayTest, FileAnnouncedByTheMachineShowsItsUserValueAsALength)
+{
+    ASSERT_NO_FATAL_FAILURE(startWithClient());
+    m_smu.send("90 02 00 07 00 00 00 09 61 2E 74 78 74");
+    EXPECT_TRUE(m_bridge->prints("Rcv FILE msg from SMU with payloadLen=7\n"));
+    EXPECT_TRUE(m_bridge->prints("Rcv File sended id 9 name a.txt\n"));
+    EXPECT_TRUE(m_bridge->prints("From Tovi: File send 9"));
+    m_smu.send("90 02 00 08 00 00 00 0A 61"); // a name of one byte counts as none
+    EXPECT_TRUE(m_bridge->prints("From Tovi: File send 10"));
+    stop();
+    EXPECT_EQ(m_bridge->output().find("sended id 10"), std::string::npos);
+}
+
 TEST_F(RelayTest, LinkStatesAlternate)
 {
     ASSERT_NO_FATAL_FAILURE(startWithClient());

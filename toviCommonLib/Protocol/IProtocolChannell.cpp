@@ -53,6 +53,7 @@ u32 IProtocolChannell::write(const u8 *buffer, u32 nBytes, u32 timeoutMSec)
     return sent;
 }
 
+// Nothing is tried once the deadline has passed: the time asked for bounds how long the caller's loop stands still.
 u32 IProtocolChannell::priv_writeUntil(const u8 *buffer, u32 nBytes, u64 deadlineMSec)
 {
     u32 sent = virt_write(buffer, nBytes);

@@ -18,6 +18,8 @@ struct Console : testing::Test, IProtocolChannell, ISimpleLogger
     void virt_close() override {}
     u32 virt_read(u8 *buffer, u32 maxBytes, u32) override
     {
+        if (failure != 0)
+            return failure;
         const std::string now = incoming.substr(0, maxBytes);
         incoming.erase(0, maxBytes);
         return static_cast<u32>(std::copy(now.begin(), now.end(), buffer) - buffer);
@@ -62,7 +64,7 @@ struct Console : testing::Test, IProtocolChannell, ISimpleLogger
     ProtocolConsole console{memory_getSysHeapAllocator(), 16};
     std::function<std::string(std::string)> answer;
     std::string incoming, sent;
-    u32 room = 0xFFFF, result = 0;
+    u32 room = 0xFFFF, result = 0, failure = 0;
     char lastLog[128] = "";
 };
 
@@ -116,4 +118,7 @@ TEST_F(Console, OnlyTheComplementOfTheKeyAnswersAGreeting)
     incoming = "*"; // 2A
     EXPECT_TRUE(read(0) == 1 && console.handshake_serverAnswer(this, nullptr));
     EXPECT_TRUE(sent.ends_with("TOVICONSOLE\xD5"));
+    failure = RES_CHANNEL_CLOSED;
+    EXPECT_FALSE(greet(nullptr));
+    EXPECT_STREQ(lastLog, "error while waiting. Error code is [-268435454]r\n");
 }
