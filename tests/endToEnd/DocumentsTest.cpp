@@ -25,7 +25,7 @@ class DocumentsTest : public BridgeTest
                 ++steps;
             }
         }
-        EXPECT_GT(steps, 20) << document;
+        ASSERT_TRUE(steps > 20 && !HasFailure()) << document;
     }
 
   private:
@@ -94,7 +94,7 @@ class DocumentsTest : public BridgeTest
 TEST_F(DocumentsTest, ClientLinkIsAsWritten)
 {
     ASSERT_NO_FATAL_FAILURE(start());
-    play("client-link.md");
+    ASSERT_NO_FATAL_FAILURE(play("client-link.md"));
     stop();
     EXPECT_EQ(m_smu.receive(), "c8 a6 02");
     EXPECT_EQ(m_smu.receive(), "");
@@ -103,7 +103,7 @@ TEST_F(DocumentsTest, ClientLinkIsAsWritten)
 TEST_F(DocumentsTest, SmuLinkIsAsWritten)
 {
     launch();
-    play("smu-link.md");
+    ASSERT_NO_FATAL_FAILURE(play("smu-link.md"));
     EXPECT_EQ(m_smu.receive(), "");
     EXPECT_EQ(m_bridge->status(), 0);
 }
