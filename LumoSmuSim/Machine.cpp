@@ -27,11 +27,6 @@ Reaction shown(std::string line)
     return {{}, {std::move(line)}};
 }
 
-std::string textOf(std::span<const u8> bytes)
-{
-    return ValueText({eDataType::STRING_UTF, 0, 0, {bytes.begin(), bytes.end()}});
-}
-
 } // namespace
 
 Message valueMessage(u32 varId, const Value &value)
@@ -40,6 +35,14 @@ Message valueMessage(u32 varId, const Value &value)
     AppendMsbLsb(message.payload, varId);
     const std::vector<u8> encoded = ValueEncode(value);
     message.payload.insert(message.payload.end(), encoded.begin(), encoded.end());
+    return message;
+}
+
+Message fileMessage(u32 fileId, std::string_view name)
+{
+    Message message{WHAT_FILE, 0, {}};
+    AppendMsbLsb(message.payload, fileId);
+    message.payload.insert(message.payload.end(), name.begin(), name.end());
     return message;
 }
 
@@ -112,17 +115,26 @@ Reaction Machine::takeBuffer(Payload payload) const
     return {{std::move(answer)}, {line}};
 }
 
-// The machine has no files: a name of one byte counts as none.
-Reaction Machine::takeFile(Payload payload) const
+Reaction Machine::takeFile(Payload payload)
 {
     if (payload.size() < NUMBER_LEN)
         return shown("damaged file message " + shownBytes(payload));
-    const std::string fileId = std::to_string(readMsbLsbU32(payload.data()));
-    if (payload.size() > NUMBER_LEN)
-        return shown("file " + fileId + " received: " + textOf(payload.subspan(NUMBER_LEN)));
-    Message answer{WHAT_FILE, 0, {payload.begin(), payload.end()}};
-    answer.payload.push_back(0);
-    return {{std::move(answer)}, {"file request " + fileId + " -> no such file"}};
+    const u32 fileId = readMsbLsbU32(payload.data());
+    std::string name(payload.begin() + NUMBER_LEN, payload.end());
+    if (!name.starts_with('/') || name == m_fileAnnounced)
+        return answerFileRequest(fileId);
+    m_fileAnnounced = std::move(name);
+    return shown("file " + std::to_string(fileId) + " received: " + shownFile(m_fileAnnounced));
+}
+
+// A name of one byte counts as none.
+Reaction Machine::answerFileRequest(u32 fileId)
+{
+    const std::string request = "file request " + std::to_string(fileId) + " -> ";
+    const std::optional<std::string> copy = m_files.copyOf(fileId);
+    if (!copy)
+        return {{fileMessage(fileId, std::string(1, '\0'))}, {request + "no such file"}};
+    return {{fileMessage(fileId, *copy)}, {request + shownFile(*copy)}};
 }
 
 Reaction Machine::answerRequest(u32 varId)

@@ -2,6 +2,7 @@
 // It holds no socket: it takes one thing at a time and returns what is to be sent and shown. Used by one thread.
 #pragma once
 
+#include "LumoSmuSim/MachineFiles.h"
 #include "LumoSmuSim/Variables.h"
 #include "toviCommonLib/toviSMUConn.h"
 
@@ -31,8 +32,12 @@ struct Reaction
 class Machine
 {
   public:
+    // Offers the files of `filesFolder`, as MachineFiles says.
+    explicit Machine(std::filesystem::path filesFolder = {}) : m_files(std::move(filesFolder)) {}
+
     // A message of the bridge. A variable message is a request unless it carries a value that the variable accepts: the
-    // bridge's requests carry whatever value its record held before, so the kind of the variable has to tell.
+    // bridge's requests carry whatever value its record held before, so the kind of the variable has to tell. For
+    // the same reason a file message announces a file only with a full name that was not announced before.
     Reaction take(const tovi::SMUConn::sDecodedMsg &message);
 
     // A typed line, such as "set 4 95"; `helpText` names them all.
@@ -52,16 +57,20 @@ class Machine
     Reaction takeCommand(Payload payload) const;
     Reaction takeVariable(Payload payload);
     Reaction takeBuffer(Payload payload) const;
-    Reaction takeFile(Payload payload) const;
+    Reaction takeFile(Payload payload);
+    Reaction answerFileRequest(u32 fileId);
     Reaction answerRequest(u32 varId);
 
     Reaction commandSet(u32 varId, std::string_view text);
     Reaction commandRequest(u32 varId);
     Reaction commandBuffer(u32 varId, std::string_view hex) const;
+    Reaction commandSendFile(u32 fileId, std::string_view path);
     Reaction commandDrift(u32 msec);
     Reaction commandList() const;
 
     Variables m_variables;
+    MachineFiles m_files;
+    std::string m_fileAnnounced; // by the bridge, the last one; its names differ
     u32 m_driftMSec = 0;
     u16 m_pingCount = 0;
     bool m_isToQuit = false;

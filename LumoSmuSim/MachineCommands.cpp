@@ -48,15 +48,16 @@ std::optional<u32> parseNumber(std::string_view word)
 
 const char *Machine::helpText()
 {
-    return "set ID VALUE    change a variable and push it to the bridge\n"
-           "request ID      ask the bridge for a variable\n"
-           "buffer ID HEX   push raw bytes under a variable id\n"
-           "ping            send a ping\n"
-           "die             tell the bridge to end\n"
-           "drift MS        let the temperatures change every MS milliseconds and push them; 0 to stop\n"
-           "list            show all variables\n"
-           "help            show this\n"
-           "quit            end the simulator";
+    return "set ID VALUE       change a variable and push it to the bridge\n"
+           "request ID         ask the bridge for a variable\n"
+           "buffer ID HEX      push raw bytes under a variable id\n"
+           "send-file ID PATH  announce a copy of a file to the client\n"
+           "ping               send a ping\n"
+           "die                tell the bridge to end\n"
+           "drift MS           let the temperatures change every MS milliseconds and push them; 0 to stop\n"
+           "list               show all variables\n"
+           "help               show this\n"
+           "quit               end the simulator";
 }
 
 Reaction Machine::command(std::string_view line)
@@ -78,8 +79,8 @@ Reaction Machine::command(std::string_view line)
         return {};
     }
 
-    const bool takesNumber = name == "set" || name == "request" || name == "buffer" || name == "drift";
-    if (!takesNumber)
+    constexpr std::string_view NUMBERED[] = {"set", "request", "buffer", "send-file", "drift"};
+    if (std::ranges::find(NUMBERED, name) == std::end(NUMBERED))
         return failed(name, "unknown command, try help");
     const std::optional<u32> number = parseNumber(takeWord(line));
     if (!number)
@@ -88,6 +89,8 @@ Reaction Machine::command(std::string_view line)
         return commandSet(*number, line);
     if (name == "request")
         return commandRequest(*number);
+    if (name == "send-file")
+        return commandSendFile(*number, line);
     return name == "buffer" ? commandBuffer(*number, line) : commandDrift(*number);
 }
 
@@ -119,6 +122,14 @@ Reaction Machine::commandBuffer(u32 varId, std::string_view hex) const
         return failed("buffer", "not hexadecimal");
     const std::string line = "buffer " + std::to_string(varId) + " = " + shownBytes(*bytes);
     return {{valueMessage(varId, {eDataType::DATA_BUFFER, 0, 0, std::move(*bytes)})}, {line}};
+}
+
+Reaction Machine::commandSendFile(u32 fileId, std::string_view path)
+{
+    const std::optional<std::string> copy = m_files.copyOf(std::filesystem::path(path));
+    if (!copy)
+        return failed("send-file", "no file " + std::string(path));
+    return {{fileMessage(fileId, *copy)}, {"file " + std::to_string(fileId) + " announced: " + shownFile(*copy)}};
 }
 
 Reaction Machine::commandDrift(u32 msec)

@@ -36,7 +36,10 @@ u16 boundPort(const OSSocket &listener)
 
 } // namespace
 
-Simulator::Simulator(const Settings &settings) : m_settings(settings), m_input(STDIN_FILENO) {}
+Simulator::Simulator(const Settings &settings)
+    : m_settings(settings), m_machine(settings.filesFolder), m_input(STDIN_FILENO)
+{
+}
 
 Simulator::~Simulator()
 {

@@ -14,6 +14,7 @@ struct Settings
     std::string address = "127.0.0.1";  // dotted
     u16 port = tovi::smu::PORT_DEFAULT; // 0: any free one
     u32 driftMSec = 0;
+    std::string filesFolder;           // whose files are offered, empty for none
     std::vector<std::string> commands; // given once, when the first bridge is at work
     bool quitsAtInputEnd = false;
 };

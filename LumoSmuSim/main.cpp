@@ -45,6 +45,10 @@ void describe(CLI::App &app, Options &options)
     app.add_option("--listen", options.listen, "Where bridges connect; port 0 takes any free one, the first line tells")
         ->option_text("ADDRESS:PORT (127.0.0.1:2283)");
     app.add_option("--drift", options.settings.driftMSec, "As the command drift, from the start")->option_text("MS");
+    app.add_option("--files", options.settings.filesFolder,
+                   "Answer requests for files from this folder: a file's name begins with its id, such as 7.bin")
+        ->check(CLI::ExistingDirectory)
+        ->option_text("DIR");
     app.add_option("--command", options.settings.commands,
                    "A command as typed, given once when the first bridge is at work; repeatable")
         ->allow_extra_args(false)
@@ -55,7 +59,10 @@ void describe(CLI::App &app, Options &options)
     app.footer(
         std::string("Commands on standard input, one on each line:\n") + Machine::helpText() +
         "\n\nA variable message of the bridge counts as a request, unless it carries a value of the kind that a\n"
-        "writable variable (ids from 100) has. The answer to a ticketed buffer is its bytes in reverse order.");
+        "writable variable (ids from 100) has. The answer to a ticketed buffer is its bytes in reverse order.\n"
+        "The bridge deletes a file whose transfer its client cuts off, so it gets copies only, from a temporary "
+        "folder\n"
+        "that is deleted when the simulator ends; nothing happens to the files themselves.");
 }
 
 int run(const Settings &settings)

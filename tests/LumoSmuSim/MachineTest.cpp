@@ -1,6 +1,7 @@
 #include "LumoSmuSim/Machine.h"
 
 #include "tests/HexBytes.h"
+#include "tests/TempFolder.h"
 
 #include <gtest/gtest.h>
 
@@ -49,6 +50,8 @@ const Case MESSAGES[] = {
     {"BufferWithoutTicket", "F0 00 00 00 10 00 00", nullptr, "buffer without ticket f0 00 00 00 10 00 00"},
     {"LinkUp", "00 00 80 00 01", nullptr, "link up", 0x9000},
     {"FileRequest", "00 00 00 07", "00 00 00 07 00", "file request 7 -> no such file", 0x9002},
+    {"FileRequestWithBytesLeftOver", "00 00 00 07 61", "00 00 00 07 00", "file request 7 -> no such file", 0x9002},
+    {"FileOutOfReach", "00 00 00 07 2F 1B", nullptr, "file 7 received: /\\x1b (cannot be read)", 0x9002},
 };
 TEST(Machine, AnswersAndShowsMessages)
 {
@@ -67,6 +70,7 @@ const Case COMMANDS[] = {
     {"Buffer", "buffer 11 0aff", "00 00 00 0B 10 0A FF", "buffer 11 = 0a ff"},
     {"NumberMissing", "set", nullptr, "set: a number must follow"},
     {"NumberTooLarge", "request 4294967296", nullptr, "request: a number must follow"},
+    {"FileMissing", "send-file 7 /no/such", nullptr, "send-file: no file /no/such"},
     {"UnknownCommand", "brew", nullptr, "brew: unknown command, try help"},
     {"Die", "die", "", "die sent", 5},
 };
@@ -78,6 +82,58 @@ TEST(Machine, DoesAndShowsCommands)
         Machine machine;
         ExpectReaction(machine.command(c.received), c);
     }
+}
+
+const std::string ABC_TEXT = " (3 bytes, MD5 900150983cd24fb0d6963f7d28e17f72)";
+
+std::vector<u8> FilePayload(u8 fileId, const std::string &name)
+{
+    std::vector<u8> payload(3);
+    payload.push_back(fileId);
+    for (char c : name)
+        payload.push_back(static_cast<u8>(c));
+    return payload;
+}
+
+// The name that the one message announces.
+std::string Announced(const Reaction &reaction)
+{
+    if (reaction.messages.size() != 1 || reaction.messages[0].payload.size() <= 5)
+        return "none";
+    return {reaction.messages[0].payload.begin() + 4, reaction.messages[0].payload.end()};
+}
+
+TEST(Machine, HandsOverCopiesOfItsFilesAndDeletesThem)
+{
+    TempFolder folder;
+    folder.write("7 b.bin", "no");
+    folder.write("7 a.bin", "abc");
+    folder.write("70.bin", "no");
+    std::string first, second;
+    {
+        Machine machine(folder.path());
+        const Reaction reaction = Take(machine, 0x9002, FilePayload(7, ""));
+        first = Announced(reaction);
+        EXPECT_EQ(reaction.lines, std::vector<std::string>{"file request 7 -> " + first + ABC_TEXT});
+        EXPECT_TRUE(std::filesystem::remove(first)) << "what the bridge does";
+        second = Announced(machine.command("send-file 9 " + folder.path("7 a.bin")));
+        EXPECT_TRUE(std::filesystem::exists(second));
+        EXPECT_NE(first, second);
+    }
+    EXPECT_FALSE(std::filesystem::exists(std::filesystem::path(second).parent_path()));
+    EXPECT_EQ(folder.read("7 a.bin"), "abc");
+}
+
+// A request carries the name left over from the announcement before it.
+TEST(Machine, ShowsAFileOnceAndTakesItsNameForARequestThen)
+{
+    TempFolder folder;
+    folder.write("got.tmp", "abc");
+    Machine machine;
+    EXPECT_EQ(Take(machine, 0x9002, FilePayload(7, folder.path("got.tmp"))).lines,
+              std::vector<std::string>{"file 7 received: " + folder.path("got.tmp") + ABC_TEXT});
+    EXPECT_EQ(Take(machine, 0x9002, FilePayload(8, folder.path("got.tmp"))).lines,
+              std::vector<std::string>{"file request 8 -> no such file"});
 }
 
 TEST(Machine, AnswersIdentificationAndPing)

@@ -1,0 +1,98 @@
+#include "LumoSmuSim/MachineFiles.h"
+
+#include "LTProto/LTProto/ValueText.h"
+#include "LTProto/Tools/Hex.h"
+#include "toviCommonLib/OS/linux/linuxOSFile.h"
+#include "toviCommonLib/tovimd5.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdlib>
+#include <vector>
+
+namespace LumoSmuSim
+{
+
+namespace fs = std::filesystem;
+
+namespace
+{
+
+constexpr size_t READ_LEN = 65536;
+
+bool beginsWithId(const std::string &name, u32 fileId)
+{
+    u32 number = 0;
+    const auto [stop, error] = std::from_chars(name.data(), name.data() + name.size(), number);
+    return error == std::errc{} && number == fileId;
+}
+
+} // namespace
+
+MachineFiles::~MachineFiles()
+{
+    std::error_code ignored;
+    if (!m_copyFolder.empty())
+        fs::remove_all(m_copyFolder, ignored);
+}
+
+std::optional<std::string> MachineFiles::copyOf(u32 fileId)
+{
+    if (m_folder.empty())
+        return std::nullopt;
+    std::error_code ignored;
+    std::vector<fs::path> found;
+    for (const fs::directory_entry &entry : fs::directory_iterator(m_folder, ignored))
+        if (entry.is_regular_file(ignored) && beginsWithId(entry.path().filename().string(), fileId))
+            found.push_back(entry.path());
+    return found.empty() ? std::nullopt : copyOf(*std::ranges::min_element(found));
+}
+
+std::optional<std::string> MachineFiles::copyOf(const fs::path &file)
+{
+    std::error_code error;
+    if (!fs::is_regular_file(file, error) || !makeCopyFolder())
+        return std::nullopt;
+    const fs::path copy = m_copyFolder / (std::to_string(++m_copyCount) + "-" + file.filename().string());
+    return fs::copy_file(file, copy, error) ? std::optional(copy.string()) : std::nullopt;
+}
+
+// The bridge may run as somebody else, and has to find and read the copies.
+bool MachineFiles::makeCopyFolder()
+{
+    if (!m_copyFolder.empty())
+        return true;
+    std::error_code error;
+    std::string name = (fs::absolute(fs::temp_directory_path(error), error) / "LumoSmuSim.XXXXXX").string();
+    if (mkdtemp(name.data()) == nullptr)
+        return false;
+    m_copyFolder = name;
+    fs::permissions(m_copyFolder,
+                    fs::perms::group_read | fs::perms::group_exec | fs::perms::others_read | fs::perms::others_exec,
+                    fs::perm_options::add, error);
+    return true;
+}
+
+std::string shownFile(const std::string &path)
+{
+    using LTProtocol::eDataType;
+    const std::string name = LTProtocol::ValueText({eDataType::STRING_UTF, 0, 0, {path.begin(), path.end()}});
+    const platform::FileDescriptor file = platform::file_openForRead(path.c_str());
+    tovi::MD5 md5;
+    u64 size = 0;
+    std::vector<u8> bytes(READ_LEN);
+    i64 count = file.isOpen() ? platform::file_read(file, bytes.data(), READ_LEN) : -1;
+    for (; count > 0; count = platform::file_read(file, bytes.data(), READ_LEN))
+    {
+        md5.update(bytes.data(), static_cast<u32>(count));
+        size += static_cast<u64>(count);
+    }
+    if (count < 0)
+        return name + " (cannot be read)";
+    const tovi::MD5::Digest digest = md5.finish();
+    return name + " (" + std::to_string(size) + " bytes, MD5 " +
+           Tools::ToHex(digest.data(), static_cast<u32>(digest.size()), 0) + ")";
+}
+
+} // namespace LumoSmuSim
