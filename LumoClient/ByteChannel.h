@@ -29,6 +29,9 @@ class ByteChannel
     // POLLING.
     virtual bool isPolled() const { return false; }
 
+    // How long so many bytes are on the line; 0 where that does not count.
+    virtual u32 lineMSec(size_t) const { return 0; }
+
     // The clock by which `read` measures its time: milliseconds, never set back, of no particular origin.
     virtual u64 nowMSec() const = 0;
 };

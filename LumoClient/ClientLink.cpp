@@ -24,6 +24,11 @@ Bytes requestOf(eDataType kind, u32 id)
     return payload;
 }
 
+Bytes fileRequestOf(u16 fileId)
+{
+    return {static_cast<u8>(eDataType::FILE_ID), static_cast<u8>(fileId >> 8), static_cast<u8>(fileId)};
+}
+
 // DATA that answers no request.
 Bytes dataOf(eDataType kind, u32 id, const Value &value)
 {
@@ -41,8 +46,11 @@ enum class eGoal
 {
     ANSWER,         // the value under its ticket
     ACK,            // the bridge's ACK
+    NOTICE,         // the notice of a ticket
     UNKNOWN_TICKET, // the notice that nothing is known of a ticket
-    SPONTANEOUS     // any value that answers no request
+    SPONTANEOUS,    // any value that answers no request
+    ARRIVAL,        // the same, or any file
+    FILE            // the file under the ticket
 };
 
 } // namespace
@@ -55,6 +63,13 @@ struct ClientLink::Exchange
     std::optional<TicketNr> ticket = {}; // known once the notice came
     u32 reminderCount = 0;               // of the open ticket
     Value answer = {};
+    std::optional<FileOffer> offer = {};
+
+    bool wants(const FileOffer &offered) const
+    {
+        return goal == eGoal::ARRIVAL ||
+               (goal == eGoal::FILE && offered.kind == eDataType::TICKET_ID && offered.id == ticket);
+    }
 };
 
 const char *resultText(eResult result)
@@ -68,6 +83,8 @@ const char *resultText(eResult result)
     case eResult::noAnswer: return "no answer in time";
     case eResult::badAnswer: return "the answer cannot be understood";
     case eResult::badArgument: return "this cannot be sent";
+    case eResult::fileFailed: return "the file cannot be read or written";
+    case eResult::stopped: return "stopped";
     }
     return "";
 }
@@ -126,20 +143,60 @@ eResult ClientLink::poll(u32 timeoutMSec, std::vector<SpontaneousValue> &out)
     return result == eResult::noAnswer ? eResult::done : result;
 }
 
-eResult ClientLink::waitValue(u32 timeoutMSec, SpontaneousValue &out)
+eResult ClientLink::waitArrival(u32 timeoutMSec, Arrival &out)
 {
     if (m_values.empty())
     {
         if (!isOpen())
             return eResult::linkLost;
-        Exchange listening{eGoal::SPONTANEOUS, eCommandType::CMD, {}};
+        Exchange listening{eGoal::ARRIVAL, eCommandType::CMD, {}};
         const eResult result = await(listening, m_link->nowMSec() + timeoutMSec);
         if (result != eResult::done)
             return result;
+        if (listening.offer)
+        {
+            out = *listening.offer;
+            return eResult::done;
+        }
     }
     out = std::move(m_values.front());
     m_values.pop_front();
     return eResult::done;
+}
+
+eResult ClientLink::requestFile(u16 fileId, u32 timeoutMSec, TicketNr &ticket)
+{
+    Exchange exchange{eGoal::NOTICE, eCommandType::REQUEST, fileRequestOf(fileId)};
+    const eResult result = run(exchange, timeoutMSec);
+    if (result == eResult::done)
+        ticket = *exchange.ticket;
+    return result;
+}
+
+eResult ClientLink::waitFile(TicketNr ticket, u32 timeoutMSec, FileOffer &out)
+{
+    if (!isOpen())
+        return eResult::linkLost;
+    Exchange listening{eGoal::FILE, eCommandType::CMD, {}, ticket};
+    m_remindAtMSec = std::min(m_remindAtMSec, m_link->nowMSec() + FILE_POLL_MSEC);
+    const eResult result = await(listening, m_link->nowMSec() + timeoutMSec);
+    if (result == eResult::done)
+        out = *listening.offer;
+    return result;
+}
+
+eResult ClientLink::beginTransfer(u32 timeoutMSec)
+{
+    if (!isOpen())
+        return eResult::linkLost;
+    m_ackAtMSec.reset();
+    return settle(m_link->nowMSec() + timeoutMSec);
+}
+
+void ClientLink::keepValue(const Packet &packet)
+{
+    if (packet.payload.size() > NUMBER_LEN && readMsbLsbU32(packet.payload.data()) == TICKET_SPONTANEOUS)
+        keep(std::span(packet.payload).subspan(NUMBER_LEN));
 }
 
 eResult ClientLink::run(Exchange &exchange, u32 timeoutMSec)
@@ -214,13 +271,21 @@ void ClientLink::start(const Exchange &exchange)
 // itself may be lost: the bridge is asked whether the ticket is still open.
 void ClientLink::remind(Exchange &exchange)
 {
-    m_remindAtMSec = m_link->nowMSec() + REPEAT_MSEC;
-    if (exchange.ticket && exchange.reminderCount++ % 2 != 0)
+    restartReminder(exchange);
+    if (exchange.type == eCommandType::CMD)
+        m_link->sendCommand(eCommandCode::POLLING);
+    else if (exchange.ticket && exchange.reminderCount++ % 2 != 0)
         start({eGoal::UNKNOWN_TICKET, eCommandType::REQUEST, requestOf(eDataType::TICKET_ID, *exchange.ticket)});
-    else if (exchange.ticket || exchange.type == eCommandType::CMD)
+    else if (exchange.ticket)
         m_link->sendCommand(eCommandCode::POLLING);
     else if (exchange.type == eCommandType::REQUEST)
         start(exchange);
+}
+
+void ClientLink::restartReminder(const Exchange &exchange)
+{
+    const bool isAsking = exchange.goal == eGoal::FILE && !m_link->isPolled();
+    m_remindAtMSec = m_link->nowMSec() + (isAsking ? FILE_POLL_MSEC : REPEAT_MSEC);
 }
 
 std::optional<eResult> ClientLink::take(Exchange &exchange, const Packet &packet)
@@ -229,8 +294,8 @@ std::optional<eResult> ClientLink::take(Exchange &exchange, const Packet &packet
     {
     case eCommandType::CMD: return takeCommand(exchange, packet.payload);
     case eCommandType::DATA: return takeData(exchange, packet.payload);
-    case eCommandType::DATABLOCK: m_link->sendNack(NACK_FILE_ERROR); break; // takes no files; the bridge drops it then
-    case eCommandType::REQUEST:                                             // has no variables of its own
+    case eCommandType::DATABLOCK: return takeBlock(exchange, packet.payload);
+    case eCommandType::REQUEST: // has no variables of its own
     case eCommandType::UNDEFINED: break;
     }
     return std::nullopt;
@@ -264,9 +329,14 @@ std::optional<eResult> ClientLink::takeData(Exchange &exchange, std::span<const 
         return takeNotice(exchange, rest);
 
     m_link->sendCommand(eCommandCode::ACK);
+    if (exchange.goal == eGoal::FILE)
+        restartReminder(exchange); // a POLLING right behind would count as the answer to what the ACK draws
     if (ticket == TICKET_SPONTANEOUS)
-        return takeSpontaneous(exchange, rest);
-    if (ticket == exchange.ticket)
+    {
+        const bool isGoal = exchange.goal == eGoal::SPONTANEOUS || exchange.goal == eGoal::ARRIVAL;
+        return keep(rest) && isGoal ? std::optional(eResult::done) : std::nullopt;
+    }
+    if (exchange.goal == eGoal::ANSWER && ticket == exchange.ticket)
         return takeAnswer(exchange, rest);
     return std::nullopt; // the answer to a request that was given up
 }
@@ -282,13 +352,13 @@ std::optional<eResult> ClientLink::takeNotice(Exchange &exchange, std::span<cons
     const bool isUnknown = said->dataType == eDataType::NULL_DATA;
     if (exchange.goal == eGoal::UNKNOWN_TICKET && isUnknown)
         return eResult::done;
-    if (exchange.goal != eGoal::ANSWER)
+    if (exchange.goal != eGoal::ANSWER && exchange.goal != eGoal::NOTICE)
         return std::nullopt;
     if (said->dataType == eDataType::TICKET_ID)
         exchange.ticket = said->magnitude;
     else if (isUnknown && exchange.ticket)
         return answerIsLost(exchange);
-    return std::nullopt;
+    return exchange.goal == eGoal::NOTICE && exchange.ticket ? std::optional(eResult::done) : std::nullopt;
 }
 
 std::optional<eResult> ClientLink::takeAnswer(Exchange &exchange, std::span<const u8> answer)
@@ -311,15 +381,30 @@ std::optional<eResult> ClientLink::answerIsLost(Exchange &exchange)
     return std::nullopt;
 }
 
-std::optional<eResult> ClientLink::takeSpontaneous(const Exchange &exchange, std::span<const u8> item)
+// False for what is no value.
+bool ClientLink::keep(std::span<const u8> item)
 {
     const std::optional<Value> value = item.size() > ITEM_LEN ? ValueDecode(item.subspan(ITEM_LEN)) : std::nullopt;
     if (!value)
-        return std::nullopt;
+        return false;
     if (m_values.size() >= VALUES_KEPT_MAX)
         m_values.pop_front();
     m_values.push_back({eDataType{item[0]}, readMsbLsbU32(&item[1]), *value});
-    return exchange.goal == eGoal::SPONTANEOUS ? std::optional(eResult::done) : std::nullopt;
+    return true;
+}
+
+// A file that nobody wants is refused as often as the bridge offers it; the bridge drops it then.
+std::optional<eResult> ClientLink::takeBlock(Exchange &exchange, std::span<const u8> block)
+{
+    exchange.offer = parseOffer(block);
+    if (exchange.offer && exchange.wants(*exchange.offer))
+    {
+        m_ackAtMSec.reset(); // the answer to the offer answers the poll as well
+        return eResult::done;
+    }
+    exchange.offer.reset();
+    m_link->sendNack(NACK_FILE_ERROR);
+    return std::nullopt;
 }
 
 } // namespace LumoClient

@@ -7,6 +7,7 @@
 //   set      DATA FF FF FF FE 06 id type value             -> ACK
 //   buffer   DATA FF FF FF FE 10 F0 00 00 00 10 bytes      -> notice and answer, as for get
 //   spontaneous                            DATA FF FF FF FE kind id type value, acknowledged by the client
+//   file     REQUEST 05 id (2)          -> notice as for get; the file is negotiated under its ticket, see FileTransfer
 //   ask      REQUEST 80 ticket          -> the notice again, or DATA FF FF FF FF 11: nothing known of that ticket
 // The answer does not wait for an ACK of the notice (which needs none), so both may come in one read. Spontaneous values
 // come at any moment, also before a notice or between notice and answer. After each value the bridge sends nothing more
@@ -20,6 +21,7 @@
 #pragma once
 
 #include "LTProto/LTProto/Value.h"
+#include "LumoClient/FileBlocks.h"
 #include "LumoClient/PacketLink.h"
 
 #include <deque>
@@ -27,6 +29,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <variant>
 #include <vector>
 
 namespace LumoClient
@@ -40,6 +43,9 @@ constexpr u32 REPEAT_MSEC = 1000;
 
 // The pause before a poll of the bridge is acknowledged; the bridge polls anew after 250 ms without an answer.
 constexpr u32 POLL_PAUSE_MSEC = 20;
+
+// How often the bridge on TCP is asked for a file that is on its way from the machine.
+constexpr u32 FILE_POLL_MSEC = 50;
 
 // `poll` ends when nothing came for this long.
 constexpr u32 POLL_QUIET_MSEC = 200;
@@ -55,7 +61,9 @@ enum class eResult
     linkLost,    // the connection ended, now or in an earlier call
     noAnswer,    // not in time
     badAnswer,   // of another type than was asked for, or damaged
-    badArgument  // cannot be sent: too long, of a type that never travels, or an id that is reserved
+    badArgument, // cannot be sent: too long, of a type that never travels, or an id that is reserved
+    fileFailed,  // a file on this side cannot be read or written
+    stopped      // by a signal
 };
 
 // A text for a person, such as "the link is lost".
@@ -69,13 +77,16 @@ struct SpontaneousValue
     Value value;
 };
 
+// A file waits for the answer that a FileTransfer gives.
+using Arrival = std::variant<SpontaneousValue, FileOffer>;
+
 class ClientLink
 {
   public:
     // Talks over this open channel; an earlier one is given up.
     void attach(std::unique_ptr<ByteChannel> channel);
 
-    // Asks for a variable. Values of other variables that arrive meanwhile are kept for `waitValue`.
+    // Asks for a variable. Values of other variables that arrive meanwhile are kept for `waitArrival`.
     eResult get(u32 varId, u32 timeoutMSec, Value &out);
 
     // done means that the bridge has the value. It hands INTEGER_POSITIVE and DATA_BUFFER values on to the machine;
@@ -89,8 +100,19 @@ class ClientLink
     // kept so far; done also when there is none.
     eResult poll(u32 timeoutMSec, std::vector<SpontaneousValue> &out);
 
-    // The oldest value kept, else the next to come; noAnswer when none comes in time.
-    eResult waitValue(u32 timeoutMSec, SpontaneousValue &out);
+    // The oldest value kept, else the next value or file that nobody asked for; noAnswer when none comes in time. All
+    // other calls refuse such files.
+    eResult waitArrival(u32 timeoutMSec, Arrival &out);
+
+    // Asks for a file. done means that the machine is being asked, and the file will come under `ticket`.
+    eResult requestFile(u16 fileId, u32 timeoutMSec, LTProtocol::TicketNr &ticket);
+    eResult waitFile(LTProtocol::TicketNr ticket, u32 timeoutMSec, FileOffer &out);
+
+    // For a FileTransfer. After beginTransfer nothing sent before will be answered any more, and `packets` may be used
+    // until the next call of any other; values that come meanwhile are handed to keepValue.
+    eResult beginTransfer(u32 timeoutMSec);
+    PacketLink &packets() { return *m_link; }
+    void keepValue(const Packet &packet);
 
   private:
     struct Exchange;
@@ -110,7 +132,9 @@ class ClientLink
     std::optional<eResult> takeNotice(Exchange &exchange, std::span<const u8> notice);
     static std::optional<eResult> takeAnswer(Exchange &exchange, std::span<const u8> answer);
     std::optional<eResult> answerIsLost(Exchange &exchange);
-    std::optional<eResult> takeSpontaneous(const Exchange &exchange, std::span<const u8> item);
+    bool keep(std::span<const u8> item);
+    std::optional<eResult> takeBlock(Exchange &exchange, std::span<const u8> block);
+    void restartReminder(const Exchange &exchange);
 
     bool isOpen() const { return m_link && m_link->isOpen(); }
 

@@ -2,8 +2,10 @@
 
 #include "LTProto/LTProto/ValueText.h"
 #include "LTProto/LTProto/VariableNames.h"
+#include "LTProto/Tools/Hex.h"
 
 #include <cstdio>
+#include <filesystem>
 
 namespace LumoClient
 {
@@ -28,6 +30,55 @@ bool printValue(u32 varId, const Value &value)
                      '\t' + ValueText(value));
 }
 
+// "60000 bytes, MD5 0cc1..".
+std::string contentText(const TransferResult &transfer)
+{
+    return std::to_string(transfer.size) + " bytes, MD5 " +
+           Tools::ToHex(transfer.digest.data(), static_cast<u32>(transfer.digest.size()), 0);
+}
+
+int reportTransfer(const std::string &what, const TransferResult &transfer)
+{
+    if (transfer.result == eResult::done)
+        printLine(what + " done: " + contentText(transfer) + (transfer.text.empty() ? "" : "; " + transfer.text));
+    else if (transfer.text.empty())
+        return reportFailure(what, transfer.result);
+    else
+        std::fprintf(stderr, "LumoClient: %s: %s\n", what.c_str(), transfer.text.c_str());
+    return exitStatus(transfer.result);
+}
+
+// A name in `folder` that is free: "7", "7.2", "7.3" ... Empty without a folder.
+std::string savePath(const std::string &folder, u32 fileId)
+{
+    if (folder.empty())
+        return {};
+    const std::string first = (std::filesystem::path(folder) / std::to_string(fileId)).string();
+    std::string path = first;
+    for (u32 n = 2; platform::file_exists(path.c_str()); ++n)
+        path = first + "." + std::to_string(n);
+    return path;
+}
+
+// False when standard output is gone.
+bool watchFile(FileTransfer &transfer, const FileOffer &offer, const std::string &saveFolder)
+{
+    const std::string path = savePath(saveFolder, offer.id);
+    const std::string what = "file " + std::to_string(offer.id);
+    TransferResult result;
+    {
+        ProgressBar bar(what, std::nullopt);
+        result = transfer.receive(offer, path, bar);
+    }
+    if (result.result != eResult::done)
+    {
+        reportTransfer(what, result);
+        return true;
+    }
+    return printLine(std::to_string(offer.id) + "\t-\t" + DataTypeName(eDataType::FILE_ID) + '\t' +
+                     contentText(result) + (path.empty() ? "" : '\t' + path));
+}
+
 } // namespace
 
 int exitStatus(eResult result)
@@ -38,7 +89,9 @@ int exitStatus(eResult result)
     case eResult::refused:
     case eResult::unreachable:
     case eResult::linkLost:
-    case eResult::badAnswer: return EXIT_REFUSED_OR_LOST;
+    case eResult::badAnswer:
+    case eResult::fileFailed:
+    case eResult::stopped: return EXIT_REFUSED_OR_LOST;
     case eResult::noAnswer: return EXIT_NO_ANSWER;
     case eResult::badArgument: return EXIT_USAGE;
     }
@@ -87,21 +140,51 @@ int runBuffer(ClientLink &link, const Bytes &bytes, u32 timeoutMSec)
     return EXIT_DONE;
 }
 
-int runWatch(ClientLink &link, u32 count, const volatile std::sig_atomic_t &stop)
+int runWatch(ClientLink &link, u32 count, const std::string &saveFolder, const TransferSettings &settings,
+             const volatile std::sig_atomic_t &stop)
 {
+    FileTransfer transfer(link, settings, stop);
     for (u32 shown = 0; stop == 0 && (count == 0 || shown < count);)
     {
-        SpontaneousValue arrived;
-        const eResult result = link.waitValue(WATCH_SLICE_MSEC, arrived);
+        Arrival arrived;
+        const eResult result = link.waitArrival(WATCH_SLICE_MSEC, arrived);
         if (result == eResult::noAnswer)
             continue;
         if (result != eResult::done)
             return reportFailure("watch", result);
-        if (!printValue(arrived.id, arrived.value))
+        const SpontaneousValue *value = std::get_if<SpontaneousValue>(&arrived);
+        const bool isPrinted = value != nullptr ? printValue(value->id, value->value)
+                                                : watchFile(transfer, std::get<FileOffer>(arrived), saveFolder);
+        if (!isPrinted)
             break; // nobody reads on
         ++shown;
     }
     return EXIT_DONE;
+}
+
+int runUpload(ClientLink &link, u16 fileId, const std::string &path, const TransferSettings &settings,
+              const volatile std::sig_atomic_t &stop)
+{
+    const std::string what = "upload " + std::to_string(fileId);
+    TransferResult result{eResult::fileFailed, path + " cannot be read", 0, {}};
+    if (std::optional<SourceFile> file = SourceFile::open(path))
+    {
+        ProgressBar bar(what, file->size());
+        result = FileTransfer(link, settings, stop).upload(fileId, *file, bar);
+    }
+    return reportTransfer(what, result);
+}
+
+int runDownload(ClientLink &link, u16 fileId, const std::string &path, const TransferSettings &settings,
+                const volatile std::sig_atomic_t &stop)
+{
+    const std::string what = "download " + std::to_string(fileId);
+    TransferResult result;
+    {
+        ProgressBar bar(what, std::nullopt);
+        result = FileTransfer(link, settings, stop).download(fileId, path, bar);
+    }
+    return reportTransfer(what, result);
 }
 
 int runPoll(ClientLink &link, u32 timeoutMSec)

@@ -2,7 +2,7 @@
 // failure as one line on standard error, and returns the program's exit status.
 #pragma once
 
-#include "LumoClient/ClientLink.h"
+#include "LumoClient/FileTransfer.h"
 
 #include <csignal>
 #include <string>
@@ -29,9 +29,17 @@ int runSet(ClientLink &link, u32 varId, const Value &value, u32 timeoutMSec);
 // Prints the answer in hexadecimal.
 int runBuffer(ClientLink &link, const Bytes &bytes, u32 timeoutMSec);
 
-// Prints each value that arrives until `count` were printed (0: without end) or `stop` is set, which a signal handler
-// may do.
-int runWatch(ClientLink &link, u32 count, const volatile std::sig_atomic_t &stop);
+// Prints each value and each file that arrives until `count` were printed (0: without end) or `stop` is set, which a
+// signal handler may do. The files go to `saveFolder` under their id, the second of an id as "7.2"; without a folder
+// their content is thrown away.
+int runWatch(ClientLink &link, u32 count, const std::string &saveFolder, const TransferSettings &settings,
+             const volatile std::sig_atomic_t &stop);
+
+// Both print the size and the MD5 of what was moved.
+int runUpload(ClientLink &link, u16 fileId, const std::string &path, const TransferSettings &settings,
+              const volatile std::sig_atomic_t &stop);
+int runDownload(ClientLink &link, u16 fileId, const std::string &path, const TransferSettings &settings,
+                const volatile std::sig_atomic_t &stop);
 
 int runPoll(ClientLink &link, u32 timeoutMSec);
 

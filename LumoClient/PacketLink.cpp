@@ -140,7 +140,7 @@ void PacketLink::askAgain()
     if (m_damagedSeen == m_decoder.damagedCount())
         return;
     m_damagedSeen = m_decoder.damagedCount();
-    if (m_askedAgain++ < RESEND_MAX)
+    if (m_asksAgain && m_askedAgain++ < RESEND_MAX)
         sendNack(NACK_CRC);
 }
 

@@ -41,10 +41,16 @@ class PacketLink
     // A NACK for a wrong checksum is handled here, by sending again; it is returned only when the resends are used up.
     std::optional<Packet> receive(u64 untilMSec);
 
+    // Whether a damaged packet is asked for again, as it is from the start. The NACK for it would end a file on its way to
+    // the bridge.
+    void setAsksAgain(bool asksAgain) { m_asksAgain = asksAgain; }
+
     bool isOpen() const { return m_isOpen; }
     bool hasHeard() const { return m_hasHeard; } // a packet has come since the link was opened
     bool isPolled() const { return m_channel->isPolled(); }
     u64 nowMSec() const { return m_channel->nowMSec(); }
+    u64 heardAtMSec() const { return m_heardAtMSec; } // when bytes came last
+    u32 lineMSec(size_t byteCount) const { return m_channel->lineMSec(byteCount); }
 
   private:
     void pauseUntilRead();
@@ -63,9 +69,10 @@ class PacketLink
     u64 m_sentAtMSec = 0;
     bool m_isRead = true;      // the bridge is known to have read m_lastSent
     bool m_wantsReply = false; // m_lastSent is of the kinds that always draw a reply
-    u64 m_heardAtMSec = 0;     // when bytes came last
-    u32 m_damagedSeen = 0;     // damage already asked about
-    u32 m_askedAgain = 0;      // times in a row
+    u64 m_heardAtMSec = 0;
+    u32 m_damagedSeen = 0; // damage already asked about
+    u32 m_askedAgain = 0;  // times in a row
+    bool m_asksAgain = true;
     bool m_hasHeard = false;
     bool m_isOpen = true;
 };

@@ -42,9 +42,14 @@ std::optional<size_t> SerialChannel::read(std::span<u8> into, u32 timeoutMSec)
 bool SerialChannel::write(std::span<const u8> bytes)
 {
     const u32 count = static_cast<u32>(bytes.size());
-    const u32 timeoutMSec = static_cast<u32>(u64{count} * 1000 / BYTES_PER_SECOND) + WRITE_RESERVE_MSEC;
+    const u32 timeoutMSec = lineMSec(count) + WRITE_RESERVE_MSEC;
     return !platform::serialPort_isInvalid(m_port) &&
            platform::serialPort_writeWait(m_port, bytes.data(), count, timeoutMSec) == count;
+}
+
+u32 SerialChannel::lineMSec(size_t byteCount) const
+{
+    return static_cast<u32>(u64{byteCount} * 1000 / BYTES_PER_SECOND);
 }
 
 u64 SerialChannel::nowMSec() const

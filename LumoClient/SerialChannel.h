@@ -26,6 +26,7 @@ class SerialChannel final : public ByteChannel
     bool write(std::span<const u8> bytes) override;
     void close() override { platform::serialPort_close(m_port); }
     bool isPolled() const override { return true; }
+    u32 lineMSec(size_t byteCount) const override;
     u64 nowMSec() const override;
 
   private:

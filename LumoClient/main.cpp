@@ -36,12 +36,17 @@ struct Options
     std::string valueText;
     std::string hex;
     u32 watchCount = 0;
+    std::string saveFolder;
+    u16 fileId = 0;
+    std::string path;
+    u16 blockLen = 0;
 };
 
 void stopOnSignal()
 {
     struct sigaction action = {};
     action.sa_handler = [](int) { g_stop = 1; };
+    action.sa_flags = SA_RESETHAND; // the second signal does not wait
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
 }
@@ -67,6 +72,30 @@ std::optional<Endpoint> parseEndpoint(const std::string &text)
     return error == std::errc{} && stop == end && endpoint.port != 0 ? std::optional(endpoint) : std::nullopt;
 }
 
+void describeFiles(CLI::App &app, Options &options)
+{
+    CLI::App *watch = app.add_subcommand("watch", "Print each value and file that arrives, until SIGINT or SIGTERM");
+    watch->add_option("--count", options.watchCount, "End after so many values and files")->check(CLI::PositiveNumber);
+    watch->add_option("--save", options.saveFolder, "Keep the files in this folder, under their ids")
+        ->check(CLI::ExistingDirectory)
+        ->option_text("DIR");
+
+    CLI::App *upload = app.add_subcommand("upload", "Send a file to the machine; prints its size and MD5");
+    upload->add_option("ID", options.fileId)->required()->check(CLI::Range(u16{1}, FILE_ID_MAX));
+    upload->add_option("FILE", options.path)->required();
+
+    CLI::App *download = app.add_subcommand("download", "Ask the machine for a file; prints its size and MD5");
+    download->add_option("ID", options.fileId)->required()->check(CLI::Range(u16{1}, FILE_ID_MAX));
+    download->add_option("-o,--output", options.path, "Where it goes; a file that is there is replaced")
+        ->required()
+        ->option_text("FILE");
+
+    for (CLI::App *command : {watch, upload, download})
+        command->add_option("--block", options.blockLen, "Bytes in a block, at most")
+            ->check(CLI::Range(u16{1}, LTProtocol::BLOCK_LEN_MAX))
+            ->option_text("LEN (TCP 50000, UART 5000)");
+}
+
 void describe(CLI::App &app, Options &options)
 {
     CLI::Option_group *link = app.add_option_group("Link", "How the bridge is reached");
@@ -89,11 +118,9 @@ void describe(CLI::App &app, Options &options)
     CLI::App *buffer = app.add_subcommand("buffer", "Send raw bytes to the machine; prints the bytes it answers");
     buffer->add_option("HEX", options.hex, "Such as \"01 02 FF\"")->required();
 
-    CLI::App *watch = app.add_subcommand("watch", "Print each value that arrives, until SIGINT or SIGTERM");
-    watch->add_option("--count", options.watchCount, "End after so many values")->check(CLI::PositiveNumber);
-
     app.add_subcommand("poll", "Print the values that the bridge has queued");
-    app.footer("Exit status: 0 done, 1 refused or link lost, 2 wrong usage, 3 no answer in time.\n"
+    describeFiles(app, options);
+    app.footer("Exit status: 0 done, 1 refused, link lost or a file failed, 2 wrong usage, 3 no answer in time.\n"
                "The bridge hands on values of the types INTEGER_POSITIVE and DATA_BUFFER; values of other types reach "
                "the machine without their content.");
 }
@@ -129,7 +156,12 @@ int runCommand(const std::string &command, const Options &options, const Endpoin
     if (command == "poll")
         return runPoll(link, options.timeoutMSec);
     stopOnSignal();
-    return runWatch(link, options.watchCount, g_stop);
+    const TransferSettings settings{options.blockLen, options.timeoutMSec};
+    if (command == "upload")
+        return runUpload(link, options.fileId, options.path, settings, g_stop);
+    if (command == "download")
+        return runDownload(link, options.fileId, options.path, settings, g_stop);
+    return runWatch(link, options.watchCount, options.saveFolder, settings, g_stop);
 }
 
 } // namespace

@@ -69,11 +69,12 @@ TEST_F(ClientLinkTest, SpontaneousValuesAreAcknowledgedAndKeptWhileAnAnswerIsAwa
 {
     m_bridge->expect(GET_4).arrive({NOTICE_0}).arrive({SPONTANEOUS_8}).expect(ACK).arrive({VALUE_25_ON_0}).expect(ACK);
     EXPECT_EQ(Get(4), "25");
-    SpontaneousValue kept;
-    ASSERT_EQ(m_link.waitValue(0, kept), eResult::done);
+    Arrival arrived;
+    ASSERT_EQ(m_link.waitArrival(0, arrived), eResult::done);
+    const SpontaneousValue kept = std::get<SpontaneousValue>(arrived);
     EXPECT_EQ(kept.id, 8u);
     EXPECT_EQ(kept.value, (Value{DECIMAL_POSITIVE, 925, 1, {}}));
-    EXPECT_EQ(m_link.waitValue(0, kept), eResult::noAnswer);
+    EXPECT_EQ(m_link.waitArrival(0, arrived), eResult::noAnswer);
 }
 
 TEST_F(ClientLinkTest, ARequestPausesBehindAnAckThatDrewNoReply)
