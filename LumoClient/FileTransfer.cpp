@@ -264,9 +264,8 @@ TransferResult FileTransfer::receive(const FileOffer &offer, const std::string &
     else
         out.result = receiveBlocks(reception, bar);
 
-    const bool isOver = out.result == eResult::done || out.result == eResult::noAnswer || !m_link.packets().isOpen();
-    if (!isOver)
-        refuse(reception.granted);
+    if (out.result == eResult::fileFailed || out.result == eResult::stopped)
+        refuse(out.result == eResult::fileFailed, reception.granted);
     if (out.result != eResult::done)
         return out;
     if (out.size == 0 && offer.kind == eDataType::TICKET_ID)
@@ -373,21 +372,21 @@ std::optional<eResult> FileTransfer::takeBlock(Reception &reception, std::span<c
     return *blockNr == BLOCK_NR_LAST ? std::optional(eResult::done) : std::nullopt;
 }
 
-// The bridge sends its packet again for each NACK and drops the file when its resends are used up.
-void FileTransfer::refuse(u16 len)
+// The bridge sends its block again for each NACK, and drops the file when its resends are used up. `isHere`: a block has
+// come that is not answered yet; otherwise one is on its way.
+void FileTransfer::refuse(bool isHere, u16 len)
 {
     PacketLink &packets = m_link.packets();
-    packets.sendNack(NACK_FILE_ERROR);
-    for (u32 resends = 0; resends < RESEND_MAX; ++resends)
+    for (u32 nacks = 0; nacks <= RESEND_MAX; ++nacks)
     {
         const u64 untilMSec = packets.nowMSec() + packets.lineMSec(len) + LATE_REPLY_MSEC;
         std::optional<Packet> packet;
-        do
-            packet = packets.receive(untilMSec);
-        while (packet && packet->type != eCommandType::DATABLOCK);
-        if (!packet)
+        while (!isHere && (packet = packets.receive(untilMSec)))
+            isHere = packet->type == eCommandType::DATABLOCK;
+        if (!isHere)
             return;
         packets.sendNack(NACK_FILE_ERROR);
+        isHere = false;
     }
 }
 

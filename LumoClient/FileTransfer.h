@@ -75,7 +75,7 @@ class FileTransfer
     std::optional<eResult> takeBlock(Reception &reception, std::span<const u8> block);
     void reply(const Reception &reception);
     void progressed(Reception &reception) const;
-    void refuse(u16 len);
+    void refuse(bool isHere, u16 len);
 
     ClientLink &m_link;
     TransferSettings m_settings;

@@ -70,10 +70,13 @@ std::optional<Packet> PacketDecoder::next()
     return std::nullopt;
 }
 
-void PacketDecoder::skipPartial()
+bool PacketDecoder::skipPartial()
 {
-    if (!held().empty())
-        ++m_begin;
+    if (!holdsPartial())
+        return false;
+    ++m_begin;
+    ++m_damagedCount;
+    return true;
 }
 
 } // namespace LumoClient

@@ -33,10 +33,12 @@ class PacketDecoder
     std::optional<Packet> next();
 
     // The line fell silent: the packet begun will never be complete, so its start mark is passed over. Packets found
-    // behind it come from the next calls of `next`.
-    void skipPartial();
+    // behind it come from the next calls of `next`. False when none was begun.
+    bool skipPartial();
 
-    // Start marks whose length or checksum was wrong, since construction.
+    bool holdsPartial() const { return !held().empty(); } // once `next` found nothing
+
+    // Start marks whose length or checksum was wrong, or whose packet was never complete, since construction.
     u32 damagedCount() const { return m_damagedCount; }
 
   private:

@@ -81,7 +81,8 @@ std::optional<Packet> PacketLink::receive(u64 untilMSec)
 // What comes during the pause waits in the inbox.
 void PacketLink::pauseUntilRead()
 {
-    const u64 untilMSec = m_sentAtMSec + PAUSE_MSEC;
+    const u32 lineMSec = m_channel->lineMSec(m_lastSent.size());
+    const u64 untilMSec = m_sentAtMSec + lineMSec + lineMSec / 4 + PAUSE_MSEC; // a line may be slower than it should
     while (m_isOpen && !m_isRead && nowMSec() < untilMSec)
         gather(untilMSec);
 }
@@ -109,19 +110,31 @@ bool PacketLink::sendAgain()
 void PacketLink::gather(u64 untilMSec)
 {
     std::array<u8, READ_LEN> bytes;
-    const u64 leftMSec = untilMSec - std::min(untilMSec, nowMSec());
+    const u64 endMSec = m_decoder.holdsPartial() ? std::min(untilMSec, partialEndMSec()) : untilMSec;
+    const u64 leftMSec = endMSec - std::min(endMSec, nowMSec());
     const std::optional<size_t> count =
         m_channel->read(bytes, static_cast<u32>(std::min<u64>(leftMSec, std::numeric_limits<u32>::max())));
     if (!count)
         return close();
-    if (*count > 0)
-        m_heardAtMSec = nowMSec();
-    else if (nowMSec() - m_heardAtMSec >= PARTIAL_MSEC)
-        m_decoder.skipPartial();
-
+    // Nothing of what is held will ever be complete.
+    while (nowMSec() >= partialEndMSec() && m_decoder.skipPartial())
+        decode();
+    if (*count == 0)
+        return;
+    m_heardAtMSec = nowMSec();
     m_decoder.feed(std::span(bytes).first(*count));
+    decode();
+}
+
+void PacketLink::decode()
+{
     while (std::optional<Packet> packet = m_decoder.next())
         accept(std::move(*packet));
+}
+
+u64 PacketLink::partialEndMSec() const
+{
+    return m_heardAtMSec + (isPolled() ? PARTIAL_POLLED_MSEC : PARTIAL_MSEC);
 }
 
 void PacketLink::accept(Packet packet)

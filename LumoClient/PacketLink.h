@@ -23,8 +23,10 @@ constexpr u32 PAUSE_MSEC = 30;
 // are asked for again.
 constexpr u32 RESEND_MAX = 3;
 
-// A packet whose bytes stop arriving for this long is given up.
+// A packet whose bytes stop arriving for this long is given up. On a serial line that has to be well before the bridge
+// polls anew, 250 ms after its last byte: the poll takes the place of the packet that could be asked for again.
 constexpr u32 PARTIAL_MSEC = 500;
+constexpr u32 PARTIAL_POLLED_MSEC = 150;
 
 class PacketLink
 {
@@ -57,6 +59,8 @@ class PacketLink
     bool transmit();
     bool sendAgain();
     void gather(u64 untilMSec);
+    void decode();
+    u64 partialEndMSec() const;
     void accept(Packet packet);
     void askAgain();
     void close();
