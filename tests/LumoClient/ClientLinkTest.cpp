@@ -14,9 +14,6 @@ using enum LTProtocol::eDataType;
 
 constexpr u32 TIMEOUT_MSEC = 3000;
 
-const std::string ACK = "2A 01";
-const std::string POLLING = "2A 00";
-const std::string CHECKSUM_NACK = "2A 02 00 02";
 const std::string GET_4 = "33 06 00 00 00 04";
 const std::string GET_5 = "33 06 00 00 00 05";
 const std::string NOTICE_0 = "66 FF FF FF FF 80 00 00 00 00";
@@ -28,18 +25,9 @@ const std::string ASK_IMPOSSIBLE_TICKET = "33 80 FF FF FF FF";
 const std::string SPONTANEOUS_8 = "66 FF FF FF FE 06 00 00 00 08 03 00 00 03 9D 01";
 const std::string SET_100_TO_7 = "66 FF FF FF FE 06 00 00 00 64 01 00 00 00 07";
 
-class ClientLinkTest : public testing::Test
+class ClientLinkTest : public ScriptedLinkTest
 {
   protected:
-    ClientLinkTest()
-    {
-        auto channel = std::make_unique<ScriptedChannel>();
-        m_bridge = channel.get();
-        m_link.attach(std::move(channel));
-    }
-
-    ~ClientLinkTest() override { EXPECT_TRUE(m_bridge->isPlayed()) << "the script was not played to its end"; }
-
     // The value in its text form, or the failure's text.
     std::string Get(u32 varId)
     {
@@ -49,14 +37,6 @@ class ClientLinkTest : public testing::Test
     }
 
     eResult Set100To7() { return m_link.set(100, Value{INTEGER_POSITIVE, 7, 0, {}}, TIMEOUT_MSEC); }
-
-    u64 GapBeforeWrite(size_t index) const
-    {
-        return m_bridge->writtenAtMSec().at(index) - m_bridge->writtenAtMSec().at(index - 1);
-    }
-
-    ScriptedChannel *m_bridge; // owned by m_link
-    ClientLink m_link;
 };
 
 TEST_F(ClientLinkTest, GetTakesNoticeAndValueFromOneRead)

@@ -1,6 +1,7 @@
 #include "LumoClient/Commands.h"
 
 #include "tests/LumoClient/ScriptedChannel.h"
+#include "tests/TempFolder.h"
 
 #include <gtest/gtest.h>
 
@@ -12,7 +13,6 @@ namespace
 using namespace LumoClient;
 
 constexpr u32 TIMEOUT_MSEC = 900; // below the time of a repetition
-const std::string ACK = "2A 01";
 
 struct Outcome
 {
@@ -21,16 +21,9 @@ struct Outcome
     std::string err;
 };
 
-class CommandsTest : public testing::Test
+class CommandsTest : public ScriptedLinkTest
 {
   protected:
-    CommandsTest()
-    {
-        auto channel = std::make_unique<ScriptedChannel>();
-        m_bridge = channel.get();
-        m_link.attach(std::move(channel));
-    }
-
     static Outcome Capture(const std::function<int()> &command)
     {
         testing::internal::CaptureStdout();
@@ -38,9 +31,6 @@ class CommandsTest : public testing::Test
         const int status = command();
         return {status, testing::internal::GetCapturedStdout(), testing::internal::GetCapturedStderr()};
     }
-
-    ScriptedChannel *m_bridge; // owned by m_link
-    ClientLink m_link;
 };
 
 TEST_F(CommandsTest, GetPrintsALineForEachVariable)
@@ -65,10 +55,27 @@ TEST_F(CommandsTest, GetGoesOnBehindAVariableWithoutAnswer)
     EXPECT_EQ(run.err, "LumoClient: get 4: no answer in time\nLumoClient: get 5: the link is lost\n");
 }
 
+TEST_F(CommandsTest, WatchShowsAndKeepsTheFilesThatComeByThemselves)
+{
+    TempFolder folder;
+    const volatile std::sig_atomic_t stop = 0;
+    for (int i = 0; i < 2; ++i)
+        m_bridge->arrive({"AA 00 00 00 00 08 05 00 07"})
+            .expect("AA 00 00 00 00 08 00 08")
+            .arrive({"AA FF FF FF 61 62 63"})
+            .expect(ACK);
+    const Outcome run = Capture([&] { return runWatch(m_link, 2, folder.path(), {}, stop); });
+    EXPECT_EQ(run.status, 0);
+    const std::string shown = "7\t-\tFILE_ID\t3 bytes, MD5 900150983cd24fb0d6963f7d28e17f72\t" + folder.path("7");
+    EXPECT_EQ(run.out, shown + "\n" + shown + ".2\n");
+    EXPECT_EQ(folder.read("7.2"), "abc");
+}
+
 TEST(Commands, EachResultHasItsExitStatus)
 {
     EXPECT_EQ(exitStatus(eResult::done), 0);
-    for (eResult result : {eResult::refused, eResult::unreachable, eResult::linkLost, eResult::badAnswer})
+    for (eResult result : {eResult::refused, eResult::unreachable, eResult::linkLost, eResult::badAnswer,
+                           eResult::fileFailed, eResult::stopped})
         EXPECT_EQ(exitStatus(result), 1) << resultText(result);
     EXPECT_EQ(exitStatus(eResult::badArgument), 2);
     EXPECT_EQ(exitStatus(eResult::noAnswer), 3);

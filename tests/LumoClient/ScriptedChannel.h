@@ -3,7 +3,7 @@
 // `hangUp` ends the connection. Packets are given as command type and payload.
 #pragma once
 
-#include "LumoClient/ByteChannel.h"
+#include "LumoClient/ClientLink.h"
 
 #include "tests/WirePacket.h"
 
@@ -99,4 +99,29 @@ class ScriptedChannel final : public LumoClient::ByteChannel
     u64 m_nowMSec = 1'000'000;
     bool m_isClosed = false;
     bool m_isPolled = false;
+};
+
+inline const std::string ACK = "2A 01";
+inline const std::string POLLING = "2A 00";
+inline const std::string CHECKSUM_NACK = "2A 02 00 02";
+
+// A link that plays its script to the end.
+class ScriptedLinkTest : public testing::Test
+{
+  protected:
+    ScriptedLinkTest()
+    {
+        auto channel = std::make_unique<ScriptedChannel>();
+        m_bridge = channel.get();
+        m_link.attach(std::move(channel));
+    }
+    ~ScriptedLinkTest() override { EXPECT_TRUE(m_bridge->isPlayed()) << "the script was not played to its end"; }
+
+    u64 GapBeforeWrite(size_t index) const
+    {
+        return m_bridge->writtenAtMSec().at(index) - m_bridge->writtenAtMSec().at(index - 1);
+    }
+
+    ScriptedChannel *m_bridge; // owned by m_link
+    LumoClient::ClientLink m_link;
 };
