@@ -66,16 +66,21 @@ start_line() {
     await cable.log "joins"
     CLIENT_LINK=(--uart client.tty)
     BRIDGE_LINK=(-uart bridge.tty)
+    FILE_LEN=6000
 }
 
 start_all() {
     MACHINE_AT=127.0.83.1:2283
     CLIENT_LINK=(--tcp 127.0.83.1:8283)
     BRIDGE_LINK=(-socket 127.0.83.1:8283)
+    FILE_LEN=60000
     cd "$HERE"
     mkfifo machine.keys bridge.keys cable.keys
     [ "$LINK" != --uart ] || start_line
-    "$BIN/LumoSmuSim" --listen $MACHINE_AT <machine.keys >machine.log &
+    mkdir offered
+    head -c $FILE_LEN /dev/urandom >upload.bin
+    head -c $FILE_LEN /dev/urandom >"offered/7 menu.bin"
+    "$BIN/LumoSmuSim" --listen $MACHINE_AT --files offered <machine.keys >machine.log &
     PIDS+=($!)
     exec 8>machine.keys
     await machine.log "listening on"
@@ -86,6 +91,32 @@ start_all() {
     await bridge.log "Max payload lenght"
 }
 
+# same_content LOG WHAT FILE: the line of LOG that holds WHAT ends with the size and the MD5 of FILE.
+same_content() {
+    local shown expected
+    shown=$(grep -F -- "$2" "$1")
+    expected="$(stat -c %s "$3") bytes, MD5 $(md5sum <"$3" | cut -d ' ' -f 1)"
+    if [[ $shown != *"$expected"* ]]; then
+        say "'$shown' is not '$3' of $expected"
+        return 1
+    fi
+}
+
+show_files() {
+    say "The client sends a file to the machine"
+    client upload 5 upload.bin >upload.log
+    cat upload.log
+    await machine.log "file 5 received"
+    same_content upload.log "upload 5 done" upload.bin
+    same_content machine.log "file 5 received" upload.bin
+    say "The client asks the machine for a file"
+    client download 7 -o downloaded.bin >download.log
+    cat download.log
+    same_content machine.log "file request 7" downloaded.bin
+    same_content download.log "download 7 done" "offered/7 menu.bin"
+    cmp downloaded.bin "offered/7 menu.bin"
+}
+
 show_roads() {
     say "The client reads the machine's status and a temperature"
     client get 1 4
@@ -94,10 +125,11 @@ show_roads() {
     await machine.log "150"
     say "The client exchanges a raw buffer with the machine"
     client buffer "CA FE 01"
+    show_files
     say "The client watches a value that the machine pushes"
     client watch --count 1 &
     local watcher=$!
-    await bridge.log "From Client: Link status up" 4
+    await bridge.log "From Client: Link status up" 6
     type_to_machine "set 5 71.5"
     wait $watcher
     say "What the machine saw"
