@@ -68,6 +68,7 @@ Tools::MemoryBuffer FileToSend::PacketFill(u16 blockLen)
     m_byteCount += static_cast<u64>(count);
     m_packetCount = last ? m_packetCount + 1 : m_packetNr;
     m_packetNr = last ? BLOCK_NR_LAST : m_packetNr + 1;
+    m_packetMax = BlocksExpected();
     return payload;
 }
 
@@ -77,6 +78,7 @@ Tools::MemoryBuffer FileToSend::NegotiationFill()
     m_byteCount = 0;
     m_packetCount = 0;
     FileOpen();
+    m_packetMax = BlocksExpected();
     Tools::MemoryBuffer payload;
     payload.AddMsbLsb(BLOCK_NR_NEGOTIATION, BLOCK_NR_LEN);
     payload.AddMsbLsb(m_blockLen, sizeof m_blockLen);
@@ -93,19 +95,22 @@ Tools::MemoryBuffer FileToSend::NegotiationFill()
 // A file that does not open is sent as an empty one.
 void FileToSend::FileOpen()
 {
-    m_packetMax = 1;
-    u64 size = m_buffer.m_len;
     if (IsFile())
     {
         m_file = platform::file_openForRead(Name());
-        if (!m_file.isOpen() || !platform::file_size(m_file, &size))
+        if (!m_file.isOpen() || !platform::file_size(m_file, &m_size))
         {
             m_file.close();
             m_buffer.Clear();
-            return;
         }
     }
-    m_packetMax = static_cast<u32>(std::min<u64>(size / m_blockLen + 1, BLOCK_NR_LAST));
+    if (!m_file.isOpen())
+        m_size = m_buffer.m_len;
+}
+
+u32 FileToSend::BlocksExpected() const
+{
+    return static_cast<u32>(std::min<u64>(m_size / m_blockLen + 1, BLOCK_NR_LAST));
 }
 
 // At most one block; -1 when the file cannot be read on.

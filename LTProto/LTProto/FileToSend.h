@@ -39,6 +39,7 @@ class FileToSend
     u32 m_dataValue;                 // file id
     u32 m_packetNr = 0;              // sending: the next block; receiving: the last one written
     u32 m_packetMax = 0;             // blocks that are expected in all
+    u64 m_size = 0;                  // bytes that are to be sent, as they were at the start
     u16 m_blockLen;                  // bytes per block
     Tools::MemoryBuffer m_buffer;    // full name and a zero byte, or the data itself
     Tools::DateTime m_tmStart{false};
@@ -81,6 +82,7 @@ class FileToSend
     void FileOpen();
     Tools::MemoryBuffer NegotiationFill();
     i64 BlockRead(u8 *out);
+    u32 BlocksExpected() const;
     bool IsFile() const;
 };
 
