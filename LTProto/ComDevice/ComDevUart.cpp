@@ -37,7 +37,6 @@ bool ComDevUart::Set(const char *channel, int speed)
         return false;
     }
     m_speed = static_cast<u32>(speed);
-    m_lineFreeAtMSec = 0;
     m_waitingTimeout = WAITING_TIMEOUT_MSEC;
     m_device = device;
     return true;
@@ -99,6 +98,7 @@ bool ComDevUart::Close()
         return false;
     WaitableGroupUnlink(m_com);
     platform::serialPort_close(m_com);
+    m_lineFreeAtMSec = 0; // nothing leaves any more
     return true;
 }
 

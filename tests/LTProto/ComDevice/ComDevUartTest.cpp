@@ -49,6 +49,7 @@ TEST(ComDevUart, CountsTheTimeThatBytesNeedOnTheLine)
     std::vector<u8> bytes(5009);
     ASSERT_TRUE(device.Send(5009, bytes.data()));
     EXPECT_TRUE(device.SendingMSec() > 0 && device.SendingMSec() <= 435);
+    EXPECT_TRUE(device.Close() && device.SendingMSec() == 0 && device.Set("", 115200)); // nothing leaves a lost line
     testing::internal::CaptureStdout();
     EXPECT_FALSE(device.Send(30000, std::vector<u8>(30000).data()));
     EXPECT_TRUE(testing::internal::GetCapturedStdout().starts_with("ERR UartSend len 30000 sended "));
