@@ -140,11 +140,13 @@ bool LTProto::Deinit()
 eReceiveResult LTProto::OnReceiveServer()
 {
     const bool hadClient = DeviceHasPeer();
-    if (m_comDevice->ReceiveServer() != tovi::ComDevice::SERVER_CLIENT_TAKEN)
-        return eReceiveResult::InternalProcessed;
-    // The newcomer finds nothing of its predecessor; what waited for any client it gets.
-    if (hadClient)
+    const bool taken = m_comDevice->ReceiveServer() == tovi::ComDevice::SERVER_CLIENT_TAKEN;
+    // The newcomer, or whoever comes when it could not be taken on, finds nothing of its predecessor; what waited for any
+    // client it gets.
+    if (hadClient && (taken || !DeviceHasPeer()))
         ClientDisconnect();
+    if (!taken)
+        return eReceiveResult::InternalProcessed;
     ReceiveFileAbort();
     ReceiveBufferReset();
     return eReceiveResult::ClientConnect;
