@@ -156,7 +156,8 @@ int FileToSend::ReceiveDataBlock(u32 blockNr, const void *data, u32 len)
         return BLOCK_ERROR_ORDER;
     if (!platform::file_write(m_file, data, len))
     {
-        platform::file_cutBack(m_file, m_byteCount);
+        if (!platform::file_cutBack(m_file, m_byteCount))
+            m_file.close(); // the block that is sent again would stand behind a part of itself
         return BLOCK_ERROR_WRITE;
     }
     if (last && !m_file.close())
