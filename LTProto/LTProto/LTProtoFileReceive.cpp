@@ -73,7 +73,8 @@ u32 LTProto::DataBlockReceiveNegotiation(const u8 *data, u32 len)
         CommandSend(eCommandCode::NACK, NACK_FILE_ERROR);
         return 0;
     }
-    FileRequestAnswered(fileId);
+    if (ticketId == TICKET_SPONTANEOUS)
+        FileRequestAnswered(fileId);
     const Tools::StringUtf8 name = ReceiveFileNameGenerate(fileId);
     const u32 fileNum = name.m_len != 0 ? m_fileReceiveList.back().m_fileName : 0;
     ReceiveFileAbort();
