@@ -7,6 +7,12 @@
 #include <iterator>
 #include <string>
 
+inline std::string readFile(const std::string &name)
+{
+    std::ifstream file(name);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
 class TempFolder
 {
   public:
@@ -27,11 +33,7 @@ class TempFolder
     std::string path(const std::string &name = "") const { return name.empty() ? m_path : m_path + "/" + name; }
     bool holds(const std::string &name) const { return std::filesystem::exists(path(name)); }
     void write(const std::string &name, const std::string &text) const { std::ofstream(path(name)) << text; }
-    std::string read(const std::string &name) const
-    {
-        std::ifstream file(path(name));
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
+    std::string read(const std::string &name) const { return readFile(path(name)); }
 
   private:
     std::string m_path;

@@ -85,13 +85,14 @@ u16 LTProto::ReceiveFileIndexLoad()
     if (m_fileReceiveListIndexName.m_len == 0)
         m_fileReceiveListIndexName = m_fileReceivePath + FILE_INDEX_NAME;
     const std::string path = m_fileReceiveListIndexName.ToStdString();
-    m_fileIndexDamaged = false;
+    const std::string keptAside = (m_fileReceivePath + FILE_INDEX_BAD_NAME).ToStdString();
+    // Without an index beside it, the damaged one was set aside and no new one could be written.
+    m_fileIndexDamaged = platform::file_exists(keptAside.c_str());
     if (!platform::file_exists(path.c_str()))
         return 0;
     const platform::FileDescriptor file = platform::file_openForRead(path.c_str());
     u64 size = 0;
-    m_fileIndexDamaged = !file.isOpen() || !platform::file_size(file, &size) || size % RECORD_LEN != 0 ||
-                         size > u64{RECORD_LEN} * RECORDS_MAX;
+    m_fileIndexDamaged = !file.isOpen() || !platform::file_size(file, &size);
     u8 record[RECORD_LEN];
     u32 count = 0;
     for (; count < RECORDS_MAX && platform::file_read(file, record, RECORD_LEN) == RECORD_LEN; ++count)
@@ -104,10 +105,12 @@ u16 LTProto::ReceiveFileIndexLoad()
         else
             m_fileReceiveList.push_back(entry);
     }
-    if (m_fileIndexDamaged)
+    // More than could be read, for whatever reason, may list more files.
+    if (m_fileIndexDamaged || u64{RECORD_LEN} * count != size)
     {
+        m_fileIndexDamaged = true;
         Trace("Index of received files is damaged; kept as %s", FILE_INDEX_BAD_NAME);
-        std::rename(path.c_str(), (m_fileReceivePath + FILE_INDEX_BAD_NAME).ToStdString().c_str());
+        std::rename(path.c_str(), keptAside.c_str());
     }
     return static_cast<u16>(std::min<u32>(count, UINT16_MAX));
 }

@@ -136,11 +136,6 @@ class FileTest : public UartTest
         std::sort(names.begin(), names.end());
         return names;
     }
-    static std::string read(const std::string &path)
-    {
-        std::ifstream file(path);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
 
     std::string m_received; // with a trailing slash
 };
@@ -169,13 +164,13 @@ TEST_P(FileLinkTest, FilesOfEverySizePassBothWays)
         const Bytes file = contentOf(size);
         ASSERT_NO_FATAL_FAILURE(upload(file, blockLen, "05 00 07"));
         const std::string path = announced(7);
-        EXPECT_TRUE(read(path) == textOf(file));
+        EXPECT_TRUE(readFile(path) == textOf(file));
         struct stat info = {};
         EXPECT_TRUE(stat(path.c_str(), &info) == 0 && (info.st_mode & 0777U) == 0640);
 
         const std::string offered = offer("offered", file, "00 00 00 09");
         ASSERT_NO_FATAL_FAILURE(download(file, large, blockLen, "05 00 09"));
-        EXPECT_TRUE(read(offered) == textOf(file)); // it stays
+        EXPECT_TRUE(readFile(offered) == textOf(file)); // it stays
         EXPECT_EQ(exchange("33 05 00 0A"), framed("66 FF FF FF FF 80 " + number(ticket, 4)));
         EXPECT_EQ(m_smu.receive(), "90 02 00 00 00 00 00 0a");
         offer("offered", file, "00 00 00 0A");
@@ -190,7 +185,7 @@ TEST_F(FileTest, LargestBlocksMoveFiveMegabytesEachWay)
     const Bytes file = contentOf(5 << 20U);
     EXPECT_EQ(exchange(negotiation(65535, "05 00 07")), framed(negotiation(65535, "FF F6")));
     ASSERT_NO_FATAL_FAILURE(upload(file, 65526, "05 00 07"));
-    EXPECT_TRUE(read(announced(7)) == textOf(file));
+    EXPECT_TRUE(readFile(announced(7)) == textOf(file));
     offer("offered", file, "00 00 00 09");
     ASSERT_NO_FATAL_FAILURE(download(file, 65526, 65526, "05 00 09"));
 }
@@ -206,7 +201,7 @@ TEST_F(FileTest, BlocksOfAReceptionKeepTheirOrder)
         EXPECT_EQ(exchange(blockOf(file, nr, 1000)), framed(ACK));
     EXPECT_EQ(exchange(blockOf(file, 1, 1000)), framed("2A 02 00 04")); // neither the next nor the last one
     EXPECT_EQ(exchange(blockOf(file, 3, 1000)), framed(ACK));
-    EXPECT_TRUE(read(announced(7)) == textOf(file));
+    EXPECT_TRUE(readFile(announced(7)) == textOf(file));
     EXPECT_EQ(exchange(blockOf(file, 3, 1000)), framed("2A 02 00 04")); // it is over
 }
 
@@ -222,7 +217,7 @@ TEST_F(FileTest, WhatIsNoNegotiationIsRefused)
     // A file that the client told of goes under the ticket that is its id.
     EXPECT_EQ(exchange("66 FF FF FF FE 05 00 00 00 07 05 00 00 00 07"), framed(ACK));
     ASSERT_NO_FATAL_FAILURE(upload(contentOf(10), 1000, "80 00 00 00 07"));
-    EXPECT_TRUE(read(announced(7)) == textOf(contentOf(10)));
+    EXPECT_TRUE(readFile(announced(7)) == textOf(contentOf(10)));
 }
 
 TEST_F(FileTest, AReceptionThatIsCutOffLeavesNothing)
@@ -245,7 +240,7 @@ TEST_F(FileTest, AReceptionThatIsCutOffLeavesNothing)
     m_client->leave();
     EXPECT_EQ(m_smu.receive(), LINK_DOWN);
     EXPECT_EQ(received(), std::vector<std::string>{"index.dat"});
-    EXPECT_EQ(read(m_received + "index.dat"), "");
+    EXPECT_EQ(readFile(m_received + "index.dat"), "");
 }
 
 TEST_F(FileTest, AFileThatIsNotTakenIsGivenUpAndDeleted)
@@ -292,23 +287,24 @@ TEST_F(FileTest, ARestartKeepsWhatTheIndexListsAndADamagedOneLosesNothing)
 {
     struct Case
     {
-        const char *name;
-        std::string index;
+        const char *file;
+        std::string content;
         std::vector<std::string> kept;
     };
     const std::string known("\x07\0\0\0\x01\0\0\x5F", 8), gone("\x07\0\0\0\x02\0\0\x5F", 8);
     const Case cases[] = {
-        {"whole", known + gone, {"5f000001.tmp", "index.dat"}},
-        {"cut", known + "abc", {"5f000001.tmp", "5f000003.tmp", "index.bad", "index.dat"}},
-        {"nonsense", std::string(16, '\xFF'), {"5f000001.tmp", "5f000003.tmp", "index.bad", "index.dat"}},
+        {"index.dat", known + gone, {"5f000001.tmp", "index.dat"}},
+        {"index.dat", known + "abc", {"5f000001.tmp", "5f000003.tmp", "index.bad", "index.dat"}},
+        {"index.dat", std::string(16, '\xFF'), {"5f000001.tmp", "5f000003.tmp", "index.bad", "index.dat"}},
+        {"index.bad", "set aside", {"5f000001.tmp", "5f000003.tmp", "index.bad", "index.dat"}}, // then the power went
     };
     for (const Case &test : cases)
     {
-        SCOPED_TRACE(test.name);
+        SCOPED_TRACE(test.content);
         const TempFolder folder;
         m_received = folder.path("BridgeTemp/");
         std::filesystem::create_directory(m_received);
-        folder.write("BridgeTemp/index.dat", test.index);
+        folder.write(std::string("BridgeTemp/") + test.file, test.content);
         for (const char *name : {"5f000001.tmp", "5f000003.tmp", "stray.tmp"})
             folder.write(std::string("BridgeTemp/") + name, name);
         // Twice: what was kept once is kept for good.
@@ -321,8 +317,8 @@ TEST_F(FileTest, ARestartKeepsWhatTheIndexListsAndADamagedOneLosesNothing)
             ASSERT_TRUE(bridge.prints("received files kept"));
             EXPECT_EQ(received(), test.kept);
         }
-        EXPECT_EQ(read(m_received + "index.dat").substr(test.name == std::string("nonsense") ? 16 : 0, 8),
-                  test.name == std::string("nonsense") ? "" : known);
+        const bool listed = test.content.starts_with(known);
+        EXPECT_EQ(readFile(m_received + "index.dat").substr(listed ? 0 : 16, 8), listed ? known : "");
     }
 }
 
@@ -340,7 +336,7 @@ TEST_F(FileTest, OnAFullDiskEveryAcknowledgedByteIsThere)
     for (u32 nr : {1, 2})
         EXPECT_EQ(exchange(blockOf(file, nr, 1000)), framed(ACK));
     EXPECT_EQ(exchange(blockOf(file, 3, 1000)), framed("2A 02 00 03")); // only a half of it fits
-    EXPECT_TRUE(read(m_received + received().front()) == textOf({file.begin(), file.begin() + 2000}));
+    EXPECT_TRUE(readFile(m_received + received().front()) == textOf({file.begin(), file.begin() + 2000}));
     EXPECT_EQ(exchange("33 06 00 00 00 04"), framed("66 FF FF FF FF 80 00 00 00 00")); // values go on
 }
 

@@ -12,12 +12,6 @@ using namespace LTProtocol;
 
 constexpr u32 PEER = 18, NEWCOMER = 19;
 
-std::string ReadFile(const std::string &name)
-{
-    std::ifstream file(name);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
 struct Station
 {
     OSWaitableGrp group;
@@ -35,7 +29,7 @@ struct Station
             if (result == eReceiveResult::DataBuffer || result == eReceiveResult::VarRequest)
                 delivered = payload.ToHex(0, ' ');
             else if (result == eReceiveResult::FileReceive)
-                delivered = ReadFile(payload.ToStringFromPos(2));
+                delivered = readFile(payload.ToStringFromPos(2));
         }
         if (engine.IdleIn() == 0)
             engine.OnEventTimeout();
