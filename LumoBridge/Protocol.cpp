@@ -156,11 +156,11 @@ bool Protocol::ConnectionState(bool up)
     return true;
 }
 
-// A client can be lost during any send; the machine is told at once.
+// A client can be lost during any send; the machine is told at once, and what the client was sending is given up.
 void Protocol::ConnectionCheck()
 {
-    if (!m_comProtocol.DeviceHasPeer())
-        ConnectionState(false);
+    if (!m_comProtocol.DeviceHasPeer() && ConnectionState(false))
+        m_comProtocol.ReceiveFileAbort();
 }
 
 // ---- From the client.
