@@ -149,6 +149,7 @@ TEST_F(RelayTest, FileAnnouncedByTheMachineShowsItsUserValueAsALength)
     EXPECT_TRUE(m_bridge->prints("From Tovi: File send 9"));
     m_smu.send("90 02 00 08 00 00 00 0A 61"); // a name of one byte counts as none
     EXPECT_TRUE(m_bridge->prints("From Tovi: File send 10"));
+    EXPECT_TRUE(m_bridge->prints("Ticket not found, file delete")); // nothing is deleted: it has no name
     stop();
     EXPECT_EQ(m_bridge->output().find("sended id 10"), std::string::npos);
 }

@@ -62,21 +62,12 @@ TEST_F(ComDevSocketTest, ClientIsSafeForAMinute)
 TEST_F(ComDevSocketTest, PeerThatClosedMakesRoomAtOnce)
 {
     Answered(connectTo(m_ip, 8283)).reset();
-    EXPECT_TRUE(Ready() == PEER && m_device.Receive(65536, &m_byte) == -3 && m_device.Receive(65535, &m_byte) == -2);
+    EXPECT_TRUE(Ready() == PEER && m_device.Receive(65536, &m_byte) == -3);
+    EXPECT_TRUE(Traced("ComDevSocket::Receive(size_t size 65536l)") && m_device.Receive(65535, &m_byte) == -2);
     EXPECT_TRUE(m_device.Receive(1, &m_byte) == 0 && !m_device.Send(1, &m_byte) && !m_device.Close());
     const Descriptor next = Answered(connectTo(m_ip, 8283));
     EXPECT_TRUE(Traced("New socket connection. Previous is CLOSED."));
     ExpectTalk(m_device, next);
-}
-
-TEST_F(ComDevSocketTest, ClientRole)
-{
-    u16 port = 0;
-    const Descriptor listener = listenAnywhere(&port);
-    tovi::ComDevSocket device(nullptr);
-    EXPECT_TRUE(device.Set("127.0.0.1", port) && device.WaitableGroup(m_group, PEER, SERVER));
-    ExpectTalk(device, Descriptor(accept(listener.get(), nullptr, nullptr)));
-    EXPECT_EQ(device.ReceiveServer(), -1);
 }
 
 TEST_F(ComDevSocketTest, AddressesAndPortsHaveBounds)

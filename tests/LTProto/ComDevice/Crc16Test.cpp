@@ -11,13 +11,8 @@ namespace
 
 TEST(Crc16, MatchesItsPublishedValues)
 {
-    const std::pair<std::vector<u8>, u16> known[] = {
-        {{}, 0x0000},
-        {{'1', '2', '3', '4', '5', '6', '7', '8', '9'}, 0x007F}, // the catalogue's check
-        {{0x60, 0x00, 0x05, 0x2A, 0x01}, 0x59E2},                // the ACK packet
-    };
-    for (const auto &[data, crc] : known)
-        EXPECT_EQ(tovi::Crc16(data.data(), static_cast<u32>(data.size())), crc);
+    EXPECT_EQ(tovi::Crc16(nullptr, 0), 0x0000);
+    EXPECT_EQ(tovi::Crc16(reinterpret_cast<const u8 *>("123456789"), 9), 0x007F);
 }
 
 TEST(Crc16, MatchesTheDefinitionAtEveryLengthAndOffset)

@@ -7,6 +7,7 @@
 #include "tests/WirePacket.h"
 
 #include <deque>
+#include <functional>
 #include <gtest/gtest.h>
 
 inline std::string HexText(const std::vector<u8> &bytes)
@@ -37,7 +38,6 @@ class ScriptedDevice : public tovi::ComDevice
     }
     int Receive(u32 size, void *buffer) override
     {
-        m_asked = size;
         if (m_reads.empty())
             return m_resultWithoutBytes;
         std::vector<u8> &read = m_reads.front();
@@ -48,7 +48,11 @@ class ScriptedDevice : public tovi::ComDevice
             m_reads.pop_front();
         return static_cast<int>(count);
     }
-    int ReceiveServer() override { return m_serverResult; }
+    int ReceiveServer() override
+    {
+        m_connected = m_connectedByServer;
+        return m_serverResult;
+    }
     bool IsConnected() const override { return m_connected; }
     bool Set(const char *, int) override { return m_connected = m_opens; }
     u32 SendingMSec() const override { return m_sendingMSec; }
@@ -57,8 +61,8 @@ class ScriptedDevice : public tovi::ComDevice
     bool m_opens = false; // whether it can be opened again
     u32 m_sendingMSec = 0;
     int m_serverResult = SERVER_CLIENT_TAKEN;
+    bool m_connectedByServer = true; // whether there is a peer after ReceiveServer
     int m_resultWithoutBytes = 0;
-    u32 m_asked = 0; // bytes that the engine had room for
     std::deque<std::vector<u8>> m_reads;
     std::vector<std::vector<u8>> m_sent;
 };

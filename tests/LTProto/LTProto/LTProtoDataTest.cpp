@@ -6,97 +6,51 @@ namespace
 {
 
 using DataTest = EngineTest;
-using LTProtocol::TICKET_NONE;
 
 } // namespace
 
+// Every value but the type in front has the same number, decimals and bytes at hand.
 TEST_F(DataTest, ValuesOfEveryTypeAsAnswerAndSpontaneously)
 {
-    const Tools::MemoryBuffer text("abc");
-    struct Case
+    for (const std::string value : {"01 00 01 E2 40", "02 00 01 E2 40", "03 00 01 E2 40 02", "04 00 01 E2 40 02",
+                                    "06 00 01 E2 40", "80 00 01 E2 40", "07 61 62 63", "10 61 62 63",
+                                    // A file, nothing, undefined and internal do not travel.
+                                    "05", "11", "00", "FF"})
     {
-        eDataType dataType;
-        const char *value; // as on the wire, type first; empty for what does not travel
-    };
-    const Case cases[] = {
-        {eDataType::INTEGER_POSITIVE, "01 00 01 E2 40"},
-        {eDataType::INTEGER_NEGATIVE, "02 00 01 E2 40"},
-        {eDataType::DECIMAL_POSITIVE, "03 00 01 E2 40 02"},
-        {eDataType::DECIMAL_NEGATIVE, "04 00 01 E2 40 02"},
-        {eDataType::VARIABLE_ID, "06 00 01 E2 40"},
-        {eDataType::TICKET_ID, "80 00 01 E2 40"},
-        {eDataType::STRING_UTF, "07 61 62 63"},
-        {eDataType::DATA_BUFFER, "10 61 62 63"},
-        {eDataType::FILE_ID, ""},
-        {eDataType::NULL_DATA, ""},
-        {eDataType::UNDEFINED, ""},
-        {eDataType::INTERNAL_COMMAND, ""},
-    };
-    for (const auto &[dataType, value] : cases)
-    {
-        SCOPED_TRACE(static_cast<int>(dataType));
+        SCOPED_TRACE(value);
         Start(eComType::SOCKET_MAIN);
-        const bool travels = *value != '\0';
+        const Tools::MemoryBuffer text("abc");
+        const eDataType dataType{Hex(value).front()};
+        const bool travels = value.size() > 2;
         EXPECT_EQ(m_engine->DataEnqueue(3, dataType, 123456, 2, text), travels);
-        EXPECT_EQ(Sent(), travels ? FramedHex(std::string("66 00 00 00 03 ") + value) : "");
+        EXPECT_EQ(Sent(), travels ? FramedHex("66 00 00 00 03 " + value) : "");
         FeedAck();
         EXPECT_EQ(m_engine->DataEnqueue(eDataType::VARIABLE_ID, 9, dataType, 123456, 2, text), travels);
-        EXPECT_EQ(Sent(), travels ? FramedHex(std::string("66 FF FF FF FE 06 00 00 00 09 ") + value) : "");
+        EXPECT_EQ(Sent(), travels ? FramedHex("66 FF FF FF FE 06 00 00 00 09 " + value) : "");
     }
 }
 
-TEST_F(DataTest, OpenRequestIsAnsweredUnderItsTicketOnce)
+TEST_F(DataTest, WhatTheClientAsksAndTells)
 {
-    Feed("33 06 00 00 00 2A");
-    Sent();
-    Tools::MemoryBuffer none;
-    EXPECT_TRUE(m_engine->DataEnqueueOnTicket(eDataType::VARIABLE_ID, 42, eDataType::INTEGER_POSITIVE, 7, 0, none));
-    EXPECT_EQ(Sent(), FramedHex("66 00 00 00 00 01 00 00 00 07")); // at once, without an ACK of the notice
-    FeedAck();
-    EXPECT_TRUE(m_engine->DataEnqueueOnTicket(eDataType::VARIABLE_ID, 42, eDataType::INTEGER_POSITIVE, 8, 0, none));
-    EXPECT_EQ(Sent(), FramedHex("66 FF FF FF FE 06 00 00 00 2A 01 00 00 00 08"));
-}
-
-TEST_F(DataTest, RepeatedVariableRequestGetsItsTicketAndIsForwardedAgain)
-{
-    for (int i = 0; i < 2; ++i)
-    {
-        EXPECT_EQ(Feed("33 06 00 00 00 2A"), eReceiveResult::VarRequest);
-        EXPECT_EQ(HexText(m_payload), "00 00 00 2a");
-        EXPECT_EQ(Sent(), FramedHex("66 FF FF FF FF 80 00 00 00 00"));
-    }
-}
-
-TEST_F(DataTest, RepeatedFileRequestGetsItsTicketAndIsNotForwarded)
-{
-    EXPECT_EQ(Feed("33 05 01 02"), eReceiveResult::FileRequest);
-    EXPECT_EQ(HexText(m_payload), "01 02");
-    EXPECT_EQ(Sent(), FramedHex("66 FF FF FF FF 80 00 00 00 00"));
-    EXPECT_EQ(Feed("33 05 01 02"), eReceiveResult::Unknown);
-    EXPECT_EQ(Sent(), FramedHex("66 FF FF FF FF 80 00 00 00 00"));
-}
-
-TEST_F(DataTest, TicketRequestTellsWhetherTheTicketIsOpen)
-{
-    Feed("33 06 00 00 00 2A");
-    Sent();
-    EXPECT_EQ(Feed("33 80 00 00 00 00"), eReceiveResult::InternalProcessed);
-    EXPECT_EQ(Sent(), FramedHex("66 FF FF FF FF 80 00 00 00 00"));
-    EXPECT_EQ(Feed("33 80 00 00 00 01"), eReceiveResult::InternalProcessed);
-    EXPECT_EQ(Sent(), FramedHex("66 FF FF FF FF 11"));
-}
-
-TEST_F(DataTest, ClientValues)
-{
+    const std::string notice = "66 FF FF FF FF 80 00 00 00 ";
     struct Case
     {
         const char *name;
         const char *content;
         eReceiveResult result;
-        const char *payload;
-        const char *answer;
+        const char *payload; // null: of no interest
+        std::string answer;
     };
     const Case cases[] = {
+        {"variable asked for", "33 06 00 00 00 2A", eReceiveResult::VarRequest, "00 00 00 2a", notice + "00"},
+        {"and again: forwarded", "33 06 00 00 00 2A", eReceiveResult::VarRequest, "00 00 00 2a", notice + "00"},
+        {"file asked for", "33 05 01 02", eReceiveResult::FileRequest, "01 02", notice + "01"},
+        {"and again: not forwarded", "33 05 01 02", eReceiveResult::Unknown, nullptr, notice + "01"},
+        {"a notice is never sent again", "2A 02 00 02", eReceiveResult::InternalProcessed, nullptr, ""},
+        {"open ticket", "33 80 00 00 00 01", eReceiveResult::InternalProcessed, nullptr, notice + "01"},
+        {"ticket not open", "33 80 00 00 00 02", eReceiveResult::InternalProcessed, nullptr, "66 FF FF FF FF 11"},
+        {"file", "66 FF FF FF FE 05 00 00 00 63 00", eReceiveResult::Unknown, nullptr, "2A 01"},
+        {"its ticket is its id", "33 80 00 00 00 63", eReceiveResult::InternalProcessed, nullptr, notice + "63"},
         {"variable", "66 FF FF FF FE 06 00 00 00 05 01 00 00 00 09", eReceiveResult::DataBuffer,
          "00 00 00 05 01 00 00 00 09", "2A 01"},
         {"buffer", "66 00 00 00 00 10 00 00 00 05 10 AA BB", eReceiveResult::DataBuffer, "00 00 00 05 10 aa bb",
@@ -110,40 +64,11 @@ TEST_F(DataTest, ClientValues)
     {
         SCOPED_TRACE(c.name);
         EXPECT_EQ(Feed(c.content), c.result);
-        EXPECT_EQ(Sent(), FramedHex(c.answer));
+        EXPECT_EQ(Sent(), c.answer.empty() ? "" : FramedHex(c.answer));
         if (c.payload != nullptr)
         {
             EXPECT_EQ(HexText(m_payload), c.payload);
         }
-    }
-}
-
-TEST_F(DataTest, FileValueOpensATicketNumberedWithTheFileId)
-{
-    EXPECT_EQ(Feed("66 FF FF FF FE 05 00 00 00 63 00"), eReceiveResult::Unknown);
-    EXPECT_EQ(Sent(), FramedHex("2A 01"));
-    EXPECT_EQ(m_engine->TicketSearch(eTicketType::FROM_PROTOCOL, eDataType::FILE_ID, 0x63), 0x63U);
-}
-
-TEST_F(DataTest, TicketedBufferGoesOutAndComesBackUnderItsOwnNumber)
-{
-    Feed("33 06 00 00 00 2A"); // takes ticket 0
-    for (const char *kind : {"06", "10"})
-    {
-        SCOPED_TRACE(kind);
-        Sent();
-        const std::string ticket = *kind == '0' ? "00 00 00 01" : "00 00 00 02";
-        EXPECT_EQ(Feed(std::string("66 FF FF FF FE ") + kind + " F0 00 00 00 10 CA FE"), eReceiveResult::DataBuffer);
-        EXPECT_EQ(HexText(m_payload), "f0 00 00 00 10 " + ticket + " ca fe");
-        EXPECT_EQ(Sent(), FramedHex("66 FF FF FF FF 80 " + ticket)); // instead of an ACK
-
-        Tools::MemoryBuffer answer;
-        for (u8 byte : Hex(ticket + " BE EF"))
-            answer.Add(1, &byte);
-        EXPECT_TRUE(
-            m_engine->DataEnqueueOnTicket(eDataType::VARIABLE_ID, 0xF0000000, eDataType::DATA_BUFFER, 0, 0, answer));
-        EXPECT_EQ(Sent(), FramedHex("66 " + ticket + " 10 BE EF"));
-        FeedAck();
     }
 }
 
@@ -177,36 +102,6 @@ TEST_F(DataTest, AnswerThatNamesATicketTurnsTheRequestIntoThatTicket)
     EXPECT_EQ(Feed("66 FF FF FF FF 80 00 00 00 07"), eReceiveResult::InternalProcessed);
     EXPECT_EQ(Sent(), FramedHex("2A 01"));
     EXPECT_EQ(m_engine->TicketSearch(eTicketType::FROM_PROTOCOL, eDataType::VARIABLE_ID, 9), 0x55U);
-}
-
-TEST_F(DataTest, NewClientFindsNothingOfItsPredecessor)
-{
-    Feed("33 06 00 00 00 2A");
-    Value(1);
-    Value(2);
-    FeedBytes(Hex("60 00 20 66 01 02 03")); // the beginning of a packet
-    Sent();
-    EXPECT_EQ(m_engine->OnReceiveServer(), eReceiveResult::ClientConnect);
-    FeedAck();
-    EXPECT_EQ(Sent(), "");
-    EXPECT_EQ(m_engine->TicketSearch(eTicketType::FROM_PROTOCOL, eDataType::VARIABLE_ID, 42), TICKET_NONE);
-    m_device->m_serverResult = 0;
-    EXPECT_EQ(m_engine->OnReceiveServer(), eReceiveResult::InternalProcessed);
-}
-
-TEST_F(DataTest, ClosedPeerEndsTheConnection)
-{
-    Value(1);
-    Value(2);
-    m_device->m_resultWithoutBytes = tovi::ComDevice::RECEIVE_PEER_CLOSED;
-    EXPECT_EQ(m_engine->OnReceive(m_payload), eReceiveResult::ClientDisconnect);
-    Sent();
-    FeedAck();
-    EXPECT_EQ(Sent(), "");
-    m_device->m_resultWithoutBytes = tovi::ComDevice::RECEIVE_NOT_A_SERVER;
-    EXPECT_EQ(m_engine->OnReceive(m_payload), eReceiveResult::ClientConnect);
-    m_device->m_resultWithoutBytes = 0;
-    EXPECT_EQ(m_engine->OnReceive(m_payload), eReceiveResult::Unknown);
 }
 
 TEST_F(DataTest, TraceSwitchesAreTheTracers)

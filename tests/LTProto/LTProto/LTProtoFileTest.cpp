@@ -75,4 +75,25 @@ TEST_F(FileQueueTest, TransfersThatCannotGoOnAreDropped)
     finished.PacketFill(0);
     EXPECT_EQ(HexText(finished.PacketFill(0)), "ff ff ff 61 62 63");
     EXPECT_EQ(finished.PacketFill(0).m_len, 0U);
+    ASSERT_TRUE(Offer(9, Tools::MemoryBuffer("/proc/self/mem"))); // opens, but cannot be read
+    ASSERT_TRUE(Offer(10, FileOf("abc")));
+    FeedAck();
+    Sent();
+    Feed("AA 00 00 00 00 64 00 64");
+    EXPECT_EQ(Sent(), "");
+    FeedAck();
+    EXPECT_EQ(Sent(), FramedHex("AA 00 00 00 00 64 05 00 0A"));
+}
+
+TEST_F(FileQueueTest, TheNegotiationOfAFileThatTheBridgeAskedForAnswersItsRequest)
+{
+    const std::string request = FramedHex("33 05 00 07");
+    ASSERT_TRUE(m_engine->RequestEnqueue(eDataType::FILE_ID, 7));
+    for (const char *offered : {"08", "07"})
+    {
+        Feed(std::string("AA 00 00 00 00 64 05 00 ") + offered);
+        Sent();
+        FeedAck();
+        EXPECT_EQ(Sent(), *(offered + 1) == '8' ? request : "");
+    }
 }

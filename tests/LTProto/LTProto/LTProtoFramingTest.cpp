@@ -51,6 +51,7 @@ TEST_F(FramingTest, PacketIsFoundInWhateverReadsItArrives)
             result = FeedBytes(read);
         EXPECT_EQ(result, eReceiveResult::VarRequest);
         EXPECT_EQ(HexText(m_payload), "00 00 00 2a");
+        FeedAck();
         EXPECT_EQ(Sent(), notice);
     }
 }
@@ -102,69 +103,24 @@ TEST_F(FramingTest, PacketsBelowTheirLeastLengthAreIgnored)
     }
 }
 
-TEST_F(FramingTest, LargestPayloadsPassAndLongerOnesAreRefused)
+TEST_F(FramingTest, RolesTellWhenToSendAndWhatAReadyPeerHears)
 {
-    Start(eComType::SOCKET_MAIN, 65535);
-    const Tools::MemoryBuffer longest(LTProtocol::PACKET_PAYLOAD_MAX, nullptr);
-    EXPECT_TRUE(m_engine->RequestSend(longest));
-    EXPECT_EQ(m_device->m_sent.back().size(), 65535U);
-    Sent();
-    EXPECT_FALSE(m_engine->RequestSend(longest + "x"));
-    EXPECT_EQ(Sent(), "");
-
-    FeedBytes({});
-    EXPECT_EQ(m_device->m_asked, 65535U); // of 65545 that are free
-    std::vector<u8> content = Framed("66 FF FF FF FE 06 00 00 00 09 10" +
-                                     []
-                                     {
-                                         std::string bytes;
-                                         for (int i = 0; i < 65500; ++i)
-                                             bytes += " 5A";
-                                         return bytes;
-                                     }());
-    EXPECT_EQ(FeedBytes(content), eReceiveResult::DataBuffer);
-    EXPECT_EQ(m_payload.m_len, 5U + 65500U);
-}
-
-TEST_F(FramingTest, NackSendsThePacketAgainThreeTimes)
-{
-    EXPECT_TRUE(Value(4, 25));
-    const std::string value = Sent();
-    for (int resend = 0; resend < 3; ++resend)
-    {
-        Feed("2A 02 00 02");
-        EXPECT_EQ(Sent(), value);
-    }
-    Feed("2A 02 00 02");
-    EXPECT_EQ(Sent(), "");
-}
-
-TEST_F(FramingTest, LinkCommandsAreSentAgainOnASerialLinkAlone)
-{
-    EXPECT_TRUE(m_engine->CommandSend(eCommandCode::ACK, 0));
-    Sent();
-    Feed("2A 02 00 02");
-    EXPECT_EQ(Sent(), "");
-
-    Start(eComType::UART_MAIN);
-    EXPECT_TRUE(m_engine->CommandSend(eCommandCode::ACK, 0));
-    Sent();
-    Feed("2A 02 00 02");
-    EXPECT_EQ(Sent(), ACK);
-}
-
-TEST_F(FramingTest, ReadyPeerWithNothingToSendIsAnsweredByRole)
-{
+    const std::string value = FramedHex("66 FF FF FF FE 06 00 00 00 01 01 00 00 00 11");
     const std::pair<eComType, std::string> cases[] = {
         {eComType::SOCKET_MAIN, ""},
         {eComType::SOCKET_SUBSCRIBER, ""},
         {eComType::UART_MAIN, FramedHex("2A 00")},
-        {eComType::UART_SUBSCRIBER, FramedHex("2A 01")},
+        {eComType::UART_SUBSCRIBER, ACK},
     };
     for (const auto &[comType, answer] : cases)
     {
         SCOPED_TRACE(static_cast<int>(comType));
         Start(comType);
+        const bool atOnce = m_engine->IsSocket();
+        Value(1, 0x11);
+        EXPECT_EQ(Sent(), atOnce ? value : "");
+        Feed("2A 00");
+        EXPECT_EQ(Sent(), atOnce ? "" : value);
         for (const char *ready : {"2A 00", "2A 01"})
         {
             EXPECT_EQ(Feed(ready), eReceiveResult::InternalProcessed);
@@ -172,5 +128,9 @@ TEST_F(FramingTest, ReadyPeerWithNothingToSendIsAnsweredByRole)
         }
         EXPECT_EQ(Feed("2A 07"), eReceiveResult::InternalProcessed);
         EXPECT_EQ(Sent(), "");
+        m_engine->CommandSend(eCommandCode::ACK, 0);
+        Sent();
+        Feed("2A 02 00 02"); // a link command is sent again on a serial link alone
+        EXPECT_EQ(Sent(), atOnce ? "" : ACK);
     }
 }

@@ -45,14 +45,6 @@ TEST_F(TicketsTest, RequestBeyondTheLastOpenTicketIsAcknowledged)
     EXPECT_EQ(Sent(), FramedHex("2A 01"));
 }
 
-TEST_F(TicketsTest, NoticeOfATicketIsNeverSentAgain)
-{
-    EXPECT_TRUE(m_engine->TicketSend(5));
-    EXPECT_EQ(Sent(), FramedHex("66 FF FF FF FF 80 00 00 00 05"));
-    Feed("2A 02 00 02");
-    EXPECT_EQ(Sent(), "");
-}
-
 TEST_F(TicketsTest, OnePacketAtATimeInTheOrderOfTheQueue)
 {
     EXPECT_TRUE(Value(1, 0x11));
@@ -79,18 +71,6 @@ TEST_F(TicketsTest, RequestOfTheBridgeIsRepeatedUntilItIsAnswered)
     Sent();
     FeedAck();
     EXPECT_EQ(Sent(), "");
-}
-
-TEST_F(TicketsTest, SerialStationsSendOnlyWhenThePeerIsReady)
-{
-    for (eComType comType : {eComType::UART_MAIN, eComType::UART_SUBSCRIBER})
-    {
-        Start(comType);
-        EXPECT_TRUE(Value(1, 0x11));
-        EXPECT_EQ(Sent(), "");
-        Feed("2A 00");
-        EXPECT_EQ(Sent(), integerValue("00 00 00 01 00 00 00 11"));
-    }
 }
 
 TEST_F(TicketsTest, FullQueueDropsItsOldestSpontaneousValue)
@@ -122,25 +102,55 @@ TEST_F(TicketsTest, PacketThatIsTooLongIsRefusedWhereItWouldBeQueued)
     FeedAck();
     Sent();
     EXPECT_FALSE(m_engine->DataEnqueue(eDataType::VARIABLE_ID, 1, eDataType::DATA_BUFFER, 0, 0, longest + "x"));
+    EXPECT_FALSE(m_engine->RequestSend(Tools::MemoryBuffer(LTProtocol::PACKET_PAYLOAD_MAX + 1, nullptr)));
     EXPECT_TRUE(Value(2));
     EXPECT_EQ(Sent(), integerValue("00 00 00 02 00 00 00 00"));
 }
 
-TEST_F(TicketsTest, LostClientEmptiesEveryListButTheNumbersGoOn)
+TEST_F(TicketsTest, AClientLeavesNothingToTheNextOneButTheNumbers)
 {
-    Feed("33 06 00 00 00 2A");
-    Value(1);
-    Value(2);
-    Sent();
-    m_device->m_connected = false;
-    FeedAck(); // the send that it allows fails
-    m_device->m_connected = true;
-    EXPECT_EQ(m_engine->TicketSearch(eTicketType::FROM_PROTOCOL, eDataType::VARIABLE_ID, 42), TICKET_NONE);
-    FeedAck();
-    Feed("2A 02 00 02");
-    EXPECT_EQ(Sent(), "");
-    Feed("33 06 00 00 00 2A");
-    EXPECT_EQ(Sent(), FramedHex("66 FF FF FF FF 80 00 00 00 01"));
+    const std::string notice1 = FramedHex("66 FF FF FF FF 80 00 00 00 01");
+    const std::function<void()> ways[] = {
+        [] {}, // it is replaced
+        [this]
+        {
+            m_device->m_connected = false;
+            EXPECT_FALSE(m_engine->CommandSend(eCommandCode::ACK, 0));
+        },
+        [this]
+        {
+            m_device->m_connected = false;
+            m_device->m_resultWithoutBytes = tovi::ComDevice::RECEIVE_PEER_CLOSED;
+            EXPECT_EQ(m_engine->OnReceive(m_payload), eReceiveResult::ClientDisconnect);
+        },
+        [this]
+        {
+            m_device->m_serverResult = 0; // its successor could not be taken on
+            m_device->m_connectedByServer = false;
+            EXPECT_EQ(m_engine->OnReceiveServer(), eReceiveResult::InternalProcessed);
+        },
+    };
+    for (const auto &lose : ways)
+    {
+        Start(eComType::SOCKET_MAIN);
+        Feed("33 06 00 00 00 2A");
+        Value(1);
+        Value(2);
+        FeedBytes(Hex("60 00 20 66 01 02 03")); // the beginning of a packet
+        lose();
+        m_device->m_serverResult = tovi::ComDevice::SERVER_CLIENT_TAKEN;
+        m_device->m_connectedByServer = true;
+        EXPECT_EQ(m_engine->OnReceiveServer(), eReceiveResult::ClientConnect);
+        Sent();
+        FeedAck();
+        Feed("2A 02 00 02");
+        EXPECT_EQ(Sent(), "");
+        Feed("33 06 00 00 00 2A");
+        m_device->m_serverResult = 0; // a newcomer that is turned away changes nothing
+        EXPECT_EQ(m_engine->OnReceiveServer(), eReceiveResult::InternalProcessed);
+        Feed("33 06 00 00 00 2A");
+        EXPECT_EQ(Sent(), notice1 + "\n" + notice1);
+    }
 }
 
 TEST_F(TicketsTest, PacketWithoutPayloadThrowsOne)
