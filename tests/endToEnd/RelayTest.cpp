@@ -150,6 +150,8 @@ TEST_F(RelayTest, FileAnnouncedByTheMachineShowsItsUserValueAsALength)
     m_smu.send("90 02 00 08 00 00 00 0A 61"); // a name of one byte counts as none
     EXPECT_TRUE(m_bridge->prints("From Tovi: File send 10"));
     EXPECT_TRUE(m_bridge->prints("Ticket not found, file delete")); // nothing is deleted: it has no name
+    m_smu.send("90 02 00 00 00 00 FF FF 61 2E 74");
+    EXPECT_TRUE(m_bridge->prints("Error on FileSend")); // its negotiation has no room for the id
     stop();
     EXPECT_EQ(m_bridge->output().find("sended id 10"), std::string::npos);
 }

@@ -69,8 +69,8 @@ TEST_F(FileQueueTest, TransfersThatCannotGoOnAreDropped)
     FileToSend file(TICKET_SPONTANEOUS, eDataType::FILE_ID, 9, 1, FileOf("abc"));
     file.PacketFill(0);
     file.m_packetNr = BLOCK_NR_LAST - 2;
-    EXPECT_EQ(HexText(file.PacketFill(0)), "ff ff fd 61");
-    EXPECT_EQ(file.PacketFill(0).m_len, 0U); // its number would be that of the last block
+    EXPECT_EQ(HexText(file.PacketFill(2)), "ff ff fd 61"); // never more than was asked for
+    EXPECT_EQ(file.PacketFill(0).m_len, 0U);               // its number would be that of the last block
     FileToSend finished(TICKET_SPONTANEOUS, eDataType::FILE_ID, 9, 100, FileOf("abc"));
     finished.PacketFill(0);
     EXPECT_EQ(HexText(finished.PacketFill(0)), "ff ff ff 61 62 63");
@@ -96,4 +96,20 @@ TEST_F(FileQueueTest, TheNegotiationOfAFileThatTheBridgeAskedForAnswersItsReques
         FeedAck();
         EXPECT_EQ(Sent(), *(offered + 1) == '8' ? request : "");
     }
+    Feed("33 06 00 00 00 07");
+    Sent();
+    Feed("AA 00 00 00 00 64 80 00 00 00 01"); // the ticket of a variable names no file
+    EXPECT_EQ(Sent(), FramedHex("2A 02 00 03"));
+}
+
+TEST_F(FileQueueTest, AnAnswerForAClientThatLeftGoesToTheNextOne)
+{
+    Feed("33 05 00 09");
+    m_device->m_connected = false;
+    EXPECT_FALSE(m_engine->CommandSend(eCommandCode::ACK, 0));
+    ASSERT_TRUE(Offer(9, FileOf("ab")));
+    EXPECT_EQ(m_engine->OnReceiveServer(), eReceiveResult::ClientConnect);
+    Sent();
+    FeedAck();
+    EXPECT_EQ(Sent(), FramedHex("AA 00 00 00 00 64 05 00 09"));
 }
