@@ -197,7 +197,7 @@ TEST_F(FileTest, BlocksOfAReceptionKeepTheirOrder)
     const Bytes file = contentOf(2500);
     EXPECT_EQ(exchange(blockOf(file, 1, 1000)), framed("2A 02 00 04")); // no reception
     ASSERT_EQ(exchange(negotiation(1000, "05 00 07")), framed(negotiation(1000, "03 E8")));
-    for (u32 nr : {1, 1, 2, 2})
+    for (u32 nr : {1U, 1U, 2U, 2U})
         EXPECT_EQ(exchange(blockOf(file, nr, 1000)), framed(ACK));
     EXPECT_EQ(exchange(blockOf(file, 1, 1000)), framed("2A 02 00 04")); // neither the next nor the last one
     EXPECT_EQ(exchange(blockOf(file, 3, 1000)), framed(ACK));
@@ -333,7 +333,7 @@ TEST_F(FileTest, OnAFullDiskEveryAcknowledgedByteIsThere)
     ASSERT_FALSE(HasFatalFailure());
     const Bytes file = contentOf(4000);
     ASSERT_EQ(exchange(negotiation(1000, "05 00 07")), framed(negotiation(1000, "03 E8")));
-    for (u32 nr : {1, 2})
+    for (u32 nr : {1U, 2U})
         EXPECT_EQ(exchange(blockOf(file, nr, 1000)), framed(ACK));
     EXPECT_EQ(exchange(blockOf(file, 3, 1000)), framed("2A 02 00 03")); // only a half of it fits
     EXPECT_TRUE(readFile(m_received + received().front()) == textOf({file.begin(), file.begin() + 2000}));
