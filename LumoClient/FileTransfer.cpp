@@ -70,6 +70,9 @@ struct FileTransfer::Reception
     tovi::MD5 md5 = {};
     u32 blockNr = BLOCK_NR_NEGOTIATION; // the last one taken
     u32 nackCount = 0;                  // since then
+    u32 readyCount = 0;                 // replies since the last block or poll: each may have drawn a block
+    bool isPolled = false;              // since the last block
+    bool isUnsure = false;              // blocks may have passed unnoticed: the next number will tell
     u64 replyAtMSec = 0;                // when the last reply is repeated
     u64 giveUpAtMSec = 0;
     TransferResult result = {};
@@ -314,8 +317,9 @@ void FileTransfer::progressed(Reception &reception) const
 }
 
 // Makes the bridge send the first block, or the next one.
-void FileTransfer::reply(const Reception &reception)
+void FileTransfer::reply(Reception &reception)
 {
+    ++reception.readyCount;
     if (reception.blockNr != BLOCK_NR_NEGOTIATION)
         m_link.packets().sendCommand(eCommandCode::ACK);
     else
@@ -331,7 +335,12 @@ std::optional<eResult> FileTransfer::take(Reception &reception, const Packet &pa
     if (packet.type == eCommandType::DATA)
         m_link.keepValue(packet);
     else if (isCommand(packet, eCommandCode::POLLING))
+    {
+        // Either the last reply was lost or the block that it drew.
+        reception.isPolled = reception.isUnsure = true;
+        reception.readyCount = 0;
         reception.replyAtMSec = std::min(reception.replyAtMSec, m_link.packets().nowMSec() + POLL_PAUSE_MSEC);
+    }
 
     const std::optional<u16> code = nackCode(packet);
     // A POLLING that crossed the negotiation drew the first block; the answer to the negotiation then came too late.
@@ -360,6 +369,17 @@ std::optional<eResult> FileTransfer::takeBlock(Reception &reception, std::span<c
         m_link.packets().sendNack(NACK_BLOCK_REJECTED);
         return ++reception.nackCount > RESEND_MAX ? std::optional(eResult::badAnswer) : std::nullopt;
     }
+    // The last block has no number. On TCP nothing is lost, so nothing can be missing before it.
+    const bool mayHaveMissed = reception.isUnsure || reception.readyCount > 1;
+    if (*blockNr == BLOCK_NR_LAST && mayHaveMissed && m_link.packets().isPolled())
+    {
+        reception.result.text = "the line was disturbed before the last block: blocks may be missing";
+        m_link.packets().sendCommand(eCommandCode::ACK);
+        return eResult::badAnswer;
+    }
+    reception.isUnsure = reception.readyCount > 1 || (reception.isUnsure && !reception.isPolled);
+    reception.isPolled = false;
+    reception.readyCount = 0;
     const std::span<const u8> data = block.subspan(BLOCK_NR_LEN);
     if (!reception.target.write(data))
         return eResult::fileFailed;

@@ -73,7 +73,7 @@ class FileTransfer
     eResult receiveBlocks(Reception &reception, ProgressBar &bar);
     std::optional<eResult> take(Reception &reception, const Packet &packet);
     std::optional<eResult> takeBlock(Reception &reception, std::span<const u8> block);
-    void reply(const Reception &reception);
+    void reply(Reception &reception);
     void progressed(Reception &reception) const;
     void refuse(bool isHere, u16 len);
 

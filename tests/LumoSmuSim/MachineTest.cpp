@@ -86,7 +86,6 @@ TEST(Machine, DoesAndShowsCommands)
 TEST(Machine, HandsOverCopiesOfItsFilesAndDeletesThem)
 {
     TempFolder folder;
-    folder.write("7 b.bin", "no");
     folder.write("7 a.bin", "abc");
     folder.write("70.bin", "no");
     std::string copy;
