@@ -46,7 +46,7 @@ void stopOnSignal()
 {
     struct sigaction action = {};
     action.sa_handler = [](int) { g_stop = 1; };
-    action.sa_flags = SA_RESETHAND; // the second signal does not wait
+    action.sa_flags = static_cast<int>(SA_RESETHAND); // the second signal does not wait
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
 }
