@@ -18,6 +18,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr size_t READ_MAX = 4096;
 constexpr size_t LINE_CHUNK = 16; // what a serial chip hands over at once
+constexpr size_t FIFO_LEN = 64;   // what one keeps ready, so that the line does not pause between chunks
 
 // One direction of the cable. With a rate, a chunk arrives when its last byte has been on the line.
 struct Wire
@@ -26,27 +27,38 @@ struct Wire
     int to;
     Clock::duration byteTime;
     std::vector<u8> held = {};
+    size_t onLine = 0; // bytes of it, from the front
     Clock::time_point arrival = {};
 
     bool isPaced() const { return byteTime > Clock::duration::zero(); }
-    size_t chunk() const { return isPaced() ? std::min(held.size(), LINE_CHUNK) : held.size(); }
-    bool isDue(Clock::time_point now) const { return !held.empty() && now >= arrival; }
+    size_t room() const { return isPaced() ? FIFO_LEN - held.size() : held.empty() ? READ_MAX : 0; }
+    bool isDue(Clock::time_point now) const { return onLine != 0 && now >= arrival; }
 
-    void startChunk(Clock::time_point now) { arrival = std::max(arrival, now) + byteTime * static_cast<int>(chunk()); }
+    void startChunk(Clock::time_point at)
+    {
+        onLine = isPaced() ? std::min(held.size(), LINE_CHUNK) : held.size();
+        arrival = at + byteTime * static_cast<int>(onLine);
+    }
 
     void take()
     {
-        const bool wasIdle = held.empty();
-        held.resize(READ_MAX);
-        const ssize_t n = read(from, held.data(), isPaced() ? LINE_CHUNK : READ_MAX);
-        held.resize(wasIdle && n > 0 ? static_cast<size_t>(n) : 0);
-        startChunk(Clock::now());
+        const size_t before = held.size();
+        const size_t most = room();
+        held.resize(before + most);
+        const ssize_t n = read(from, held.data() + before, most);
+        held.resize(before + static_cast<size_t>(std::max<ssize_t>(n, 0)));
+        if (onLine == 0)
+            startChunk(std::max(arrival, Clock::now()));
     }
 
+    // What waited behind the chunk has followed it without a pause, however late this is called.
     void deliver()
     {
-        const ssize_t n = write(to, held.data(), chunk());
-        held.erase(held.begin(), held.begin() + std::max<ssize_t>(n, 0));
+        const size_t n = static_cast<size_t>(std::max<ssize_t>(write(to, held.data(), onLine), 0));
+        held.erase(held.begin(), held.begin() + static_cast<std::ptrdiff_t>(n));
+        onLine -= n;
+        if (onLine == 0)
+            startChunk(arrival);
     }
 };
 
@@ -93,9 +105,9 @@ void PtyCable::carry(u32 bytesPerSecond) const
         for (size_t i = 0; i < 2; ++i)
         {
             const Wire &wire = wires[i];
-            if (!wire.held.empty() && !wire.isDue(now))
+            if (wire.onLine != 0 && !wire.isDue(now))
                 wait = std::min(wait, wire.arrival - now);
-            sources[1 + i] = {wire.held.empty() ? wire.from : -1, POLLIN, 0};
+            sources[1 + i] = {wire.room() != 0 ? wire.from : -1, POLLIN, 0};
             sources[3 + i] = {wire.isDue(now) ? wire.to : -1, POLLOUT, 0};
         }
         const auto nanoSeconds = std::chrono::duration_cast<std::chrono::nanoseconds>(wait).count();
@@ -104,10 +116,10 @@ void PtyCable::carry(u32 bytesPerSecond) const
         ppoll(sources, 5, &limit, nullptr);
         for (size_t i = 0; i < 2; ++i)
         {
-            if (sources[1 + i].revents != 0)
-                wires[i].take();
             if (sources[3 + i].revents != 0)
                 wires[i].deliver();
+            if (sources[1 + i].revents != 0)
+                wires[i].take();
         }
     } while (sources[0].revents == 0);
 }
