@@ -14,7 +14,7 @@ namespace LumoClient
 namespace
 {
 
-constexpr u64 WIDTH = 20;
+constexpr size_t WIDTH = 20;
 constexpr u64 REDRAW_MSEC = 100;
 constexpr char CLEAR_LINE[] = "\r\x1b[K";
 
@@ -27,7 +27,7 @@ std::string progressText(const Progress &progress)
     const u64 total = std::max<u64>(progress.total.value_or(0), 1);
     if (progress.total)
     {
-        const u64 filled = std::min(WIDTH, progress.bytes * WIDTH / total);
+        const size_t filled = static_cast<size_t>(std::min<u64>(WIDTH, progress.bytes * WIDTH / total));
         text << '[' << std::string(filled, '#') << std::string(WIDTH - filled, '.') << "] "
              << progress.bytes * 100 / total << " %  " << progress.bytes << " of " << *progress.total << " bytes";
     }
