@@ -25,8 +25,11 @@ forbid LTProto 'LumoBridge|LumoClient|LumoSmuSim|tests' "LTProto includes upward
 forbid LumoBridge 'LumoClient|LumoSmuSim|tests' "LumoBridge includes sideways"
 forbid LumoClient 'LumoBridge|LumoSmuSim|tests' "LumoClient includes sideways"
 forbid LumoSmuSim 'LumoBridge|LumoClient|tests' "LumoSmuSim includes sideways"
+for folder in toviCommonLib LTProto LumoBridge LumoClient LumoSmuSim tests; do
+    forbid $folder bench "$folder includes the measurements"
+done
 
-git ls-files '*.cpp' ':!tests' | xargs -P "$(nproc)" -n 4 clang-tidy --quiet -p build/release 2>/dev/null ||
+git ls-files '*.cpp' ':!tests' ':!bench' | xargs -P "$(nproc)" -n 4 clang-tidy --quiet -p build/release 2>/dev/null ||
     fail "clang-tidy has findings"
 
 # shellcheck disable=SC2086
