@@ -23,8 +23,8 @@ struct sTopic
 };
 
 constexpr sTopic TOPICS[] = {
-    {"roundtrips", measureRoundTrips},
-    {"tickets", measureTickets},
+    {"roundtrips", measureRoundTrips}, {"tickets", measureTickets},   {"transfers", measureTransfers},
+    {"growth", measureGrowth},         {"serial", measureSerialLine}, {"footprint", measureFootprint},
 };
 
 struct sOptions

@@ -1,0 +1,308 @@
+// Files on TCP, in turn through the bridge and by bare stop and wait.
+#include "bench/Scenarios.h"
+
+#include "LTProto/LTProto/FileToSend.h"
+#include "toviCommonLib/toviByteOrder.h"
+
+#include <atomic>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <stdexcept>
+#include <thread>
+
+namespace LumoBench
+{
+
+using namespace LTProtocol;
+
+namespace
+{
+
+constexpr u16 FILE_ID = 7;
+constexpr u16 BLOCK_LEN = 50000;
+constexpr u16 BLOCK_LENGTHS[] = {500, 1000, 2000, 5000, 10000, 20000, 50000};
+constexpr u64 MEGABYTE = 1000000;
+constexpr int OFFER_WAIT_MSEC = 20; // after a POLLING, which draws no answer before the file is queued
+constexpr int OFFER_TRIES = 500;
+constexpr size_t PATTERN_LEN = 65536;
+
+// A file of the bare program is no file of the bridge's.
+struct sBareRun
+{
+    u16 port = freshPort();
+    std::string received;
+    Process process;
+    ClientEnd client;
+
+    sBareRun(const sContext &context, const std::string &source)
+        : received(context.folder + "/bare.bin"),
+          process({context.self, "transfer", ownLoopback(), std::to_string(port), received, source}, context.folder),
+          client(ClientEnd::onTcp(ownLoopback(), port))
+    {
+    }
+};
+
+const Bytes &pattern()
+{
+    static const Bytes bytes = []
+    {
+        std::mt19937 generator(1);
+        Bytes made(PATTERN_LEN);
+        for (u8 &byte : made)
+            byte = static_cast<u8>(generator());
+        return made;
+    }();
+    return bytes;
+}
+
+[[noreturn]] void fail(const char *why)
+{
+    throw std::runtime_error(std::string("file: ") + why);
+}
+
+// The head of a negotiation: block 0 and a length.
+Bytes negotiation(u16 blockLen)
+{
+    Bytes payload(BLOCK_NR_LEN);
+    addNumber(payload, blockLen, 2);
+    return payload;
+}
+
+void awaitOffer(ClientEnd &client)
+{
+    if (client.isLine())
+    {
+        client.receive(eCommandType::DATABLOCK);
+        return;
+    }
+    for (int i = 0; i < OFFER_TRIES; ++i)
+    {
+        client.poll();
+        if (const auto offer = client.receiveWithin(OFFER_WAIT_MSEC))
+        {
+            if (offer->type == eCommandType::DATABLOCK)
+                return;
+            fail("something else was offered");
+        }
+        client.awaitRead();
+    }
+    fail("not offered");
+}
+
+double seconds(u64 sinceNSec)
+{
+    return static_cast<double>(nowNSec() - sinceNSec) / 1e9;
+}
+
+double rate(u64 size, double spent)
+{
+    return static_cast<double>(size) / 1e6 / spent;
+}
+
+struct sMove
+{
+    double rate = 0;          // MB/s
+    double processorMSec = 0; // of 1 GB
+};
+
+template <typename Move>
+sMove measure(const Process &process, u64 size, Move move)
+{
+    const u64 before = process.processorNSec();
+    const double spent = move();
+    const double processor = static_cast<double>(process.processorNSec() - before);
+    return {rate(size, spent), processor * 1e3 / static_cast<double>(size)};
+}
+
+void compare(Results &results, const std::string &way, const sMove &bridge, const sMove &bare)
+{
+    results.addPair(way, "MB/s", bridge.rate, bare.rate);
+    results.addPair("processor time of 1 GB, " + way, "ms", bridge.processorMSec, bare.processorMSec);
+}
+
+// One pass over the lengths, for the plot: length, then MB/s up and down, through the bridge and bare.
+void writeRates(const sContext &context, BridgeRun &bridge, sBareRun &bare, const std::string &source)
+{
+    std::ofstream file(context.out + "/blocks.dat");
+    for (const u16 blockLen : BLOCK_LENGTHS)
+    {
+        const u64 size = u64{blockLen} * context.scaled(1000, 50);
+        file << blockLen << ' ' << rate(size, uploadThrough(bridge, size, blockLen)) << ' '
+             << rate(size, upload(bare.client, FILE_ID, size, blockLen)) << ' '
+             << rate(size, downloadThrough(bridge, source, size, blockLen)) << ' ';
+        file << rate(size, download(bare.client, size, blockLen)) << '\n';
+    }
+}
+
+// Resident memory while it lives, for the plot: seconds, MB.
+class MemoryWatch
+{
+  public:
+    MemoryWatch(const Process &process, const std::string &path)
+        : m_thread([this, &process, path] { run(process, path); })
+    {
+    }
+    ~MemoryWatch() { m_ended = true; }
+
+  private:
+    void run(const Process &process, const std::string &path) const
+    {
+        std::ofstream file(path);
+        for (const u64 begin = nowNSec(); !m_ended; std::this_thread::sleep_for(std::chrono::milliseconds(50)))
+            file << seconds(begin) << ' ' << process.residentMB() << '\n';
+    }
+
+    std::atomic<bool> m_ended = false;
+    std::jthread m_thread;
+};
+
+} // namespace
+
+double upload(ClientEnd &client, u16 fileId, u64 size, u16 blockLen)
+{
+    Bytes asked = negotiation(blockLen);
+    asked.push_back(static_cast<u8>(eDataType::FILE_ID));
+    addNumber(asked, fileId, 2);
+    client.send(eCommandType::DATABLOCK, asked);
+    const ClientEnd::Packet answer = client.receive(eCommandType::DATABLOCK);
+    const u16 granted = tovi::utils::readMsbLsbU16(&answer.payload[BLOCK_NR_LEN + 2]);
+    const u64 begin = nowNSec();
+    u64 left = size;
+    for (u32 blockNr = 1; blockNr != BLOCK_NR_LAST + 1; ++blockNr)
+    {
+        const bool isLast = left < granted;
+        const size_t len = isLast ? static_cast<size_t>(left) : granted;
+        blockNr = isLast ? BLOCK_NR_LAST : blockNr;
+        u8 number[BLOCK_NR_LEN];
+        NumberToBufferMsbLsb(number, blockNr, BLOCK_NR_LEN);
+        client.send(eCommandType::DATABLOCK, number, std::span(pattern()).first(len));
+        if (client.receive(eCommandType::CMD).payload[0] != ACK_BYTE)
+            fail("a block was refused");
+        left -= len;
+    }
+    return seconds(begin);
+}
+
+double download(ClientEnd &client, u64 size, u16 blockLen)
+{
+    awaitOffer(client);
+    Bytes granted = negotiation(blockLen);
+    addNumber(granted, blockLen, 2);
+    const u64 begin = nowNSec();
+    client.send(eCommandType::DATABLOCK, granted);
+    for (u64 taken = 0;;)
+    {
+        const std::span<const u8> block = client.receive(eCommandType::DATABLOCK).payload;
+        taken += block.size() - BLOCK_NR_LEN;
+        if (block[0] == 0xFF && tovi::utils::readMsbLsbU16(&block[1]) == 0xFFFF)
+        {
+            const double spent = seconds(begin);
+            if (taken != size)
+                fail("of another length");
+            client.rest();
+            return spent;
+        }
+        client.acknowledge();
+    }
+}
+
+double uploadThrough(BridgeRun &bridge, u64 size, u16 blockLen)
+{
+    const double spent = upload(*bridge.client, FILE_ID, size, blockLen);
+    const std::string path = bridge.machine.awaitFile();
+    if (std::filesystem::file_size(path) != size)
+        fail("of another length");
+    std::filesystem::remove(path);
+    return spent;
+}
+
+double downloadThrough(BridgeRun &bridge, const std::string &source, u64 size, u16 blockLen)
+{
+    std::filesystem::resize_file(source, size);
+    bridge.machine.announceFile(FILE_ID, source);
+    return download(*bridge.client, size, blockLen);
+}
+
+std::string makeSource(const sContext &context, u64 size)
+{
+    const std::string path = context.folder + "/source-" + std::to_string(size) + ".bin";
+    std::ofstream file(path, std::ios::binary);
+    for (u64 left = size; left > 0;)
+    {
+        const u64 len = std::min<u64>(left, PATTERN_LEN);
+        file.write(reinterpret_cast<const char *>(pattern().data()), static_cast<std::streamsize>(len));
+        left -= len;
+    }
+    return path;
+}
+
+void measureTransfers(sContext &context)
+{
+    const u64 size = context.scaled(100, 10) * MEGABYTE;
+    const std::string source = makeSource(context, size);
+    BridgeRun bridge(context);
+    bridge.connectClient();
+    BridgeRun logging(context, {"-logfile", "bridge.log", "-logdim", "10000000"});
+    logging.connectClient();
+    sBareRun bare(context, source);
+    Results &results = context.results;
+    for (u32 round = 0; round < context.rounds(); ++round)
+    {
+        compare(results, "upload",
+                measure(bridge.process, size, [&] { return uploadThrough(bridge, size, BLOCK_LEN); }),
+                measure(bare.process, size, [&] { return upload(bare.client, FILE_ID, size, BLOCK_LEN); }));
+        const sMove down =
+            measure(bridge.process, size, [&] { return downloadThrough(bridge, source, size, BLOCK_LEN); });
+        const sMove bareDown = measure(bare.process, size, [&] { return download(bare.client, size, BLOCK_LEN); });
+        const sMove logged =
+            measure(logging.process, size, [&] { return downloadThrough(logging, source, size, BLOCK_LEN); });
+        compare(results, "download", down, bareDown);
+        results.add("download with a log file: bridge", "MB/s", logged.rate);
+        results.add("download with a log file: ratio", "times", logged.rate / bareDown.rate);
+    }
+    writeRates(context, bridge, bare, makeSource(context, size));
+}
+
+// Files of growing size through one bridge that did nothing before.
+void measureGrowth(sContext &context)
+{
+    constexpr u64 SIZES[] = {1, 10, 100, 1000};
+    const u64 largest = context.quick ? 10 : 1000;
+    const std::string source = context.folder + "/source-growth.bin";
+    Results &results = context.results;
+    for (u32 round = 0; round < context.scaled(3, 1); ++round)
+    {
+        BridgeRun bridge(context);
+        bridge.connectClient();
+        const MemoryWatch watch(bridge.process, context.out + "/memory.dat");
+        std::vector<double> up, down, resident;
+        for (const u64 megabytes : SIZES)
+        {
+            if (megabytes > largest)
+                break;
+            const u64 size = megabytes * MEGABYTE;
+            std::filesystem::rename(makeSource(context, size), source);
+            std::vector<double> upRates, downRates;
+            for (u64 moved = 0; moved < std::min<u64>(largest, 50); moved += megabytes)
+            {
+                upRates.push_back(rate(size, uploadThrough(bridge, size, BLOCK_LEN)));
+                downRates.push_back(rate(size, downloadThrough(bridge, source, size, BLOCK_LEN)));
+            }
+            up.push_back(median(upRates));
+            down.push_back(median(downRates));
+            resident.push_back(bridge.process.residentMB());
+            const std::string name = std::to_string(megabytes) + " MB";
+            results.add("upload of " + name, "MB/s", up.back());
+            results.add("download of " + name, "MB/s", down.back());
+        }
+        results.add("upload, slowest size: ratio", "times", percentile(up, 0) / percentile(up, 1));
+        results.add("download, slowest size: ratio", "times", percentile(down, 0) / percentile(down, 1));
+        results.add("resident memory, growth", "MB", resident.back() - resident.front());
+        results.add("resident memory, after 1 GB", "MB", resident.back());
+        results.add("resident memory, peak", "MB", bridge.process.peakMB());
+    }
+    std::filesystem::remove(source);
+}
+
+} // namespace LumoBench
