@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <tuple>
 
 namespace
 {
@@ -32,26 +33,12 @@ struct sOptions
     sContext context;
     int processor = 0;
     std::vector<std::string> only;
-    double armhfKB = 0;
-    double crcInstructions = 0;
-    double hexInstructions = 0;
+    std::vector<std::tuple<std::string, std::string, double>> more; // series, unit, value
 };
 
 bool isWanted(const sOptions &options, const std::string &topic)
 {
     return options.only.empty() || std::find(options.only.begin(), options.only.end(), topic) != options.only.end();
-}
-
-// What was counted on the board's build, by others.
-void addBoardFigures(sOptions &options)
-{
-    Results &results = options.context.results;
-    if (options.armhfKB > 0)
-        results.add("armhf daemon, stripped", "KB", options.armhfKB);
-    if (options.crcInstructions > 0)
-        results.add("armhf checksum", "instructions/byte", options.crcInstructions);
-    if (options.hexInstructions > 0)
-        results.add("armhf hexadecimal text", "instructions/byte", options.hexInstructions);
 }
 
 int measure(sOptions &options)
@@ -69,7 +56,8 @@ int measure(sOptions &options)
         std::fflush(stdout);
         topic.measure(context);
     }
-    addBoardFigures(options);
+    for (const auto &[series, unit, value] : options.more)
+        context.results.add(series, unit, value);
     const std::string figures = context.results.figuresTable();
     std::ofstream(context.out + "/figures.md") << figures;
     std::ofstream(context.out + "/values.md") << context.results.valuesTable();
@@ -92,9 +80,7 @@ int main(int argc, char **argv)
     app.add_option("--only", options.only, "topics: roundtrips, tickets, transfers, growth, serial, footprint")
         ->delimiter(',');
     app.add_flag("--quick", context.quick, "one short round of everything");
-    app.add_option("--armhf-kb", options.armhfKB, "size of the stripped daemon for the board");
-    app.add_option("--crc-instructions", options.crcInstructions, "of the board's build, for each byte");
-    app.add_option("--hex-instructions", options.hexInstructions, "of the board's build, for each byte");
+    app.add_option("--add", options.more, "SERIES UNIT VALUE that was measured elsewhere");
 
     u16 machinePort = 0;
     u16 clientPort = 0;

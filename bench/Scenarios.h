@@ -73,7 +73,7 @@ double download(ClientEnd &client, u64 size, u16 blockLen);
 double uploadThrough(BridgeRun &bridge, u64 size, u16 blockLen);
 double downloadThrough(BridgeRun &bridge, const std::string &source, u64 size, u16 blockLen);
 
-// A file of bytes by chance.
-std::string makeSource(const sContext &context, u64 size);
+// Writes a file of bytes by chance.
+void makeSource(const std::string &path, u64 size);
 
 } // namespace LumoBench

@@ -23,11 +23,12 @@ constexpr u16 FILE_ID = 7;
 constexpr u16 BLOCK_LEN = 50000;
 constexpr u16 BLOCK_LENGTHS[] = {500, 1000, 2000, 5000, 10000, 20000, 50000};
 constexpr u64 MEGABYTE = 1000000;
-constexpr int OFFER_WAIT_MSEC = 20; // after a POLLING, which draws no answer before the file is queued
+constexpr u64 PIECE = 10 * MEGABYTE; // of each program, then the next has its turn
+constexpr int OFFER_WAIT_MSEC = 20;  // after a POLLING, which draws no answer before the file is queued
 constexpr int OFFER_TRIES = 500;
 constexpr size_t PATTERN_LEN = 65536;
 
-// A file of the bare program is no file of the bridge's.
+// The bare program and its client.
 struct sBareRun
 {
     u16 port = freshPort();
@@ -102,36 +103,50 @@ double rate(u64 size, double spent)
 
 struct sMove
 {
-    double rate = 0;          // MB/s
-    double processorMSec = 0; // of 1 GB
+    double megabytes = 0;
+    double seconds = 0;
+    double processorNSec = 0;
+
+    double rate() const { return megabytes / seconds; }
+    double processorMSecOf1GB() const { return processorNSec / 1e3 / megabytes; }
 };
 
+// Adds one file to `sum`; `move` returns its seconds.
 template <typename Move>
-sMove measure(const Process &process, u64 size, Move move)
+void add(sMove &sum, const Process &process, u64 size, Move move)
 {
     const u64 before = process.processorNSec();
-    const double spent = move();
-    const double processor = static_cast<double>(process.processorNSec() - before);
-    return {rate(size, spent), processor * 1e3 / static_cast<double>(size)};
+    sum.seconds += move();
+    sum.processorNSec += static_cast<double>(process.processorNSec() - before);
+    sum.megabytes += static_cast<double>(size) / 1e6;
 }
 
 void compare(Results &results, const std::string &way, const sMove &bridge, const sMove &bare)
 {
-    results.addPair(way, "MB/s", bridge.rate, bare.rate);
-    results.addPair("processor time of 1 GB, " + way, "ms", bridge.processorMSec, bare.processorMSec);
+    results.addPair(way, "MB/s", bridge.rate(), bare.rate());
+    results.addPair("processor time of 1 GB, " + way, "ms", bridge.processorMSecOf1GB(), bare.processorMSecOf1GB());
 }
 
-// One pass over the lengths, for the plot: length, then MB/s up and down, through the bridge and bare.
+// For the plot: block length, then MB/s of uploads and downloads, each through the bridge and bare.
 void writeRates(const sContext &context, BridgeRun &bridge, sBareRun &bare, const std::string &source)
 {
     std::ofstream file(context.out + "/blocks.dat");
     for (const u16 blockLen : BLOCK_LENGTHS)
     {
-        const u64 size = u64{blockLen} * context.scaled(1000, 50);
-        file << blockLen << ' ' << rate(size, uploadThrough(bridge, size, blockLen)) << ' '
-             << rate(size, upload(bare.client, FILE_ID, size, blockLen)) << ' '
-             << rate(size, downloadThrough(bridge, source, size, blockLen)) << ' ';
-        file << rate(size, download(bare.client, size, blockLen)) << '\n';
+        const u64 size = u64{blockLen} * context.scaled(400, 50);
+        makeSource(source, size);
+        std::vector<double> rates[4];
+        for (u32 round = 0; round < context.rounds(); ++round)
+        {
+            rates[0].push_back(rate(size, uploadThrough(bridge, size, blockLen)));
+            rates[1].push_back(rate(size, upload(bare.client, FILE_ID, size, blockLen)));
+            rates[2].push_back(rate(size, downloadThrough(bridge, source, size, blockLen)));
+            rates[3].push_back(rate(size, download(bare.client, size, blockLen)));
+        }
+        file << blockLen;
+        for (const std::vector<double> &way : rates)
+            file << ' ' << median(way);
+        file << '\n';
     }
 }
 
@@ -219,14 +234,12 @@ double uploadThrough(BridgeRun &bridge, u64 size, u16 blockLen)
 
 double downloadThrough(BridgeRun &bridge, const std::string &source, u64 size, u16 blockLen)
 {
-    std::filesystem::resize_file(source, size);
     bridge.machine.announceFile(FILE_ID, source);
     return download(*bridge.client, size, blockLen);
 }
 
-std::string makeSource(const sContext &context, u64 size)
+void makeSource(const std::string &path, u64 size)
 {
-    const std::string path = context.folder + "/source-" + std::to_string(size) + ".bin";
     std::ofstream file(path, std::ios::binary);
     for (u64 left = size; left > 0;)
     {
@@ -234,34 +247,36 @@ std::string makeSource(const sContext &context, u64 size)
         file.write(reinterpret_cast<const char *>(pattern().data()), static_cast<std::streamsize>(len));
         left -= len;
     }
-    return path;
 }
 
 void measureTransfers(sContext &context)
 {
-    const u64 size = context.scaled(100, 10) * MEGABYTE;
-    const std::string source = makeSource(context, size);
+    const std::string source = context.folder + "/source.bin";
+    makeSource(source, PIECE);
     BridgeRun bridge(context);
     bridge.connectClient();
     BridgeRun logging(context, {"-logfile", "bridge.log", "-logdim", "10000000"});
     logging.connectClient();
     sBareRun bare(context, source);
+    const auto downloadBy = [&](BridgeRun &run) { return downloadThrough(run, source, PIECE, BLOCK_LEN); };
     Results &results = context.results;
     for (u32 round = 0; round < context.rounds(); ++round)
     {
-        compare(results, "upload",
-                measure(bridge.process, size, [&] { return uploadThrough(bridge, size, BLOCK_LEN); }),
-                measure(bare.process, size, [&] { return upload(bare.client, FILE_ID, size, BLOCK_LEN); }));
-        const sMove down =
-            measure(bridge.process, size, [&] { return downloadThrough(bridge, source, size, BLOCK_LEN); });
-        const sMove bareDown = measure(bare.process, size, [&] { return download(bare.client, size, BLOCK_LEN); });
-        const sMove logged =
-            measure(logging.process, size, [&] { return downloadThrough(logging, source, size, BLOCK_LEN); });
+        sMove up, bareUp, down, bareDown, logged;
+        for (u32 i = 0; i < context.scaled(10, 1); ++i)
+        {
+            add(up, bridge.process, PIECE, [&] { return uploadThrough(bridge, PIECE, BLOCK_LEN); });
+            add(bareUp, bare.process, PIECE, [&] { return upload(bare.client, FILE_ID, PIECE, BLOCK_LEN); });
+            add(down, bridge.process, PIECE, [&] { return downloadBy(bridge); });
+            add(bareDown, bare.process, PIECE, [&] { return download(bare.client, PIECE, BLOCK_LEN); });
+            add(logged, logging.process, PIECE, [&] { return downloadBy(logging); });
+        }
+        compare(results, "upload", up, bareUp);
         compare(results, "download", down, bareDown);
-        results.add("download with a log file: bridge", "MB/s", logged.rate);
-        results.add("download with a log file: ratio", "times", logged.rate / bareDown.rate);
+        results.add("download with a log file: bridge", "MB/s", logged.rate());
+        results.add("download with a log file: ratio", "times", logged.rate() / bareDown.rate());
     }
-    writeRates(context, bridge, bare, makeSource(context, size));
+    writeRates(context, bridge, bare, source);
 }
 
 // Files of growing size through one bridge that did nothing before.
@@ -269,9 +284,9 @@ void measureGrowth(sContext &context)
 {
     constexpr u64 SIZES[] = {1, 10, 100, 1000};
     const u64 largest = context.quick ? 10 : 1000;
-    const std::string source = context.folder + "/source-growth.bin";
+    const std::string source = context.folder + "/source.bin";
     Results &results = context.results;
-    for (u32 round = 0; round < context.scaled(3, 1); ++round)
+    for (u32 round = 0; round < context.rounds(); ++round)
     {
         BridgeRun bridge(context);
         bridge.connectClient();
@@ -282,7 +297,7 @@ void measureGrowth(sContext &context)
             if (megabytes > largest)
                 break;
             const u64 size = megabytes * MEGABYTE;
-            std::filesystem::rename(makeSource(context, size), source);
+            makeSource(source, size);
             std::vector<double> upRates, downRates;
             for (u64 moved = 0; moved < std::min<u64>(largest, 50); moved += megabytes)
             {
