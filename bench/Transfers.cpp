@@ -32,13 +32,14 @@ constexpr size_t PATTERN_LEN = 65536;
 struct sBareRun
 {
     u16 port = freshPort();
-    std::string received;
+    std::string folder;
     Process process;
     ClientEnd client;
 
     sBareRun(const sContext &context, const std::string &source)
-        : received(context.folder + "/bare.bin"),
-          process({context.self, "transfer", ownLoopback(), std::to_string(port), received, source}, context.folder),
+        : folder(context.folder),
+          process({context.self, "transfer", ownLoopback(), std::to_string(port), context.folder + "/bare.bin", source},
+                  context.folder),
           client(ClientEnd::onTcp(ownLoopback(), port))
     {
     }
@@ -126,6 +127,22 @@ void add(sMove &sum, const Process &process, u64 size, Move move)
     sum.megabytes += static_cast<double>(size) / 1e6;
 }
 
+// What a file that arrives is about to fill. A virtual machine hands free memory back, and its first use is slow.
+void touchMemory(const std::string &folder, u64 size)
+{
+    const std::string path = folder + "/touched.bin";
+    makeSource(path, size);
+    std::filesystem::remove(path);
+}
+
+double uploadBare(sBareRun &bare, u64 size, u16 blockLen)
+{
+    touchMemory(bare.folder, size);
+    const double spent = upload(bare.client, FILE_ID, size, blockLen);
+    std::filesystem::remove(bare.folder + "/bare.bin");
+    return spent;
+}
+
 void compare(Results &results, const std::string &way, const sMove &bridge, const sMove &bare)
 {
     results.addPair(way, "MB/s", bridge.rate(), bare.rate());
@@ -144,7 +161,7 @@ void writeRates(const sContext &context, BridgeRun &bridge, sBareRun &bare, cons
         for (u32 round = 0; round < context.rounds(); ++round)
         {
             rates[0].push_back(rate(size, uploadThrough(bridge, size, blockLen)));
-            rates[1].push_back(rate(size, upload(bare.client, FILE_ID, size, blockLen)));
+            rates[1].push_back(rate(size, uploadBare(bare, size, blockLen)));
             rates[2].push_back(rate(size, downloadThrough(bridge, source, size, blockLen)));
             rates[3].push_back(rate(size, download(bare.client, size, blockLen)));
         }
@@ -229,6 +246,7 @@ double download(ClientEnd &client, u64 size, u16 blockLen)
 
 double uploadThrough(BridgeRun &bridge, u64 size, u16 blockLen)
 {
+    touchMemory(bridge.folder, size);
     const double spent = upload(*bridge.client, FILE_ID, size, blockLen);
     const std::string path = bridge.machine.awaitFile();
     if (std::filesystem::file_size(path) != size)
@@ -271,7 +289,7 @@ void measureTransfers(sContext &context)
         for (u32 i = 0; i < context.scaled(10, 1); ++i)
         {
             add(up, bridge.process, PIECE, [&] { return uploadThrough(bridge, PIECE, BLOCK_LEN); });
-            add(bareUp, bare.process, PIECE, [&] { return upload(bare.client, FILE_ID, PIECE, BLOCK_LEN); });
+            add(bareUp, bare.process, PIECE, [&] { return uploadBare(bare, PIECE, BLOCK_LEN); });
             add(down, bridge.process, PIECE, [&] { return downloadBy(bridge); });
             add(bareDown, bare.process, PIECE, [&] { return download(bare.client, PIECE, BLOCK_LEN); });
             add(logged, logging.process, PIECE, [&] { return downloadBy(logging); });
@@ -297,7 +315,7 @@ std::pair<double, double> compareSize(sContext &context, BridgeRun &bridge, sBar
     for (u64 moved = 0; moved < context.scaled(50, 10); moved += megabytes)
     {
         up.push_back(rate(size, uploadThrough(bridge, size, BLOCK_LEN)));
-        bareUp.push_back(rate(size, upload(bare.client, FILE_ID, size, BLOCK_LEN)));
+        bareUp.push_back(rate(size, uploadBare(bare, size, BLOCK_LEN)));
         down.push_back(rate(size, downloadThrough(bridge, source, size, BLOCK_LEN)));
         bareDown.push_back(rate(size, download(bare.client, size, BLOCK_LEN)));
     }
@@ -307,20 +325,12 @@ std::pair<double, double> compareSize(sContext &context, BridgeRun &bridge, sBar
     return {median(up) / median(bareUp), median(down) / median(bareDown)};
 }
 
-// The first use of memory is slow on a virtual machine, and shall meet no rate.
-void touchMemory(const sContext &context, u64 megabytes)
-{
-    makeSource(sourceOf(context), megabytes * MEGABYTE);
-    makeSource(context.folder + "/bare.bin", megabytes * MEGABYTE);
-}
-
 } // namespace
 
 // Files of growing size through a bridge that did nothing before.
 void measureGrowth(sContext &context)
 {
     const std::vector<u64> sizes = context.quick ? std::vector<u64>{1, 10} : std::vector<u64>{1, 10, 100, 1000};
-    touchMemory(context, sizes.back());
     Results &results = context.results;
     for (u32 round = 0; round < context.rounds(); ++round)
     {
