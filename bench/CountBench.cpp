@@ -11,6 +11,7 @@ namespace
 
 constexpr u32 LEN_MAX = 65536;
 u8 bytes[LEN_MAX];
+char text[Tools::HexLen(LEN_MAX, ' ')];
 
 } // namespace
 
@@ -21,5 +22,5 @@ int main(int argc, char *argv[])
         return 2;
     if (std::string_view(argv[1]) == "crc")
         return tovi::Crc16(bytes, len) == 1 ? 1 : 0; // the result is used, so the loop stays
-    return Tools::ToHex(bytes, len, ' ').size() == 1 ? 1 : 0;
+    return *(Tools::HexWrite(text, bytes, len, ' ') - 1) == 1 ? 1 : 0;
 }

@@ -63,7 +63,8 @@ bool LTProto::DataEnqueue(TicketNr ticketId, eDataType dataType, u32 dataValue, 
     if (!appendValue(payload, dataType, dataValue, decPos, buffer))
         return false;
     if (TraceIsOn())
-        Trace("PacketToSend ticket %u : %s ", ticketId, payload.ToHex().c_str());
+        m_logTracer->TraceHex("PacketToSend ticket " + std::to_string(ticketId) + " : ", payload.m_ptr.get(),
+                              payload.m_len, 0, " ");
     return Enqueue(PacketToSend(ticketId, eCommandType::DATA, payload));
 }
 
@@ -87,7 +88,7 @@ bool LTProto::DataEnqueueOnTicket(eDataType kind, u32 id, eDataType dataType, u3
     if (ticketId == TICKET_NONE)
         return DataEnqueue(kind, id, dataType, dataValue, decPos, buffer);
     if (TraceIsOn())
-        Trace("Ticket id found dataBuffer %s", buffer.ToHex().c_str());
+        m_logTracer->TraceHex("Ticket id found dataBuffer ", buffer.m_ptr.get(), buffer.m_len, 0);
     return DataEnqueue(ticketId, dataType, dataValue, decPos, buffer);
 }
 

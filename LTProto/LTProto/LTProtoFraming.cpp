@@ -1,7 +1,6 @@
 // Packets of the engine: building and sending, gathering and checking, dispatch, and their trace.
 #include "LTProto/LTProto/LTProto.h"
 
-#include "LTProto/Tools/Hex.h"
 #include "toviCommonLib/OS/linux/linuxOS.h"
 #include "toviCommonLib/toviByteOrder.h"
 
@@ -84,10 +83,8 @@ bool LTProto::PacketSend(eCommandType type, const void *head, u32 headLen, const
     if (!SendBufferWrite())
         return false;
     if (TraceIsOn())
-    {
-        const std::string hex = Tools::ToHex(packet, static_cast<u32>(m_sndBufferLen), ' ');
-        Trace("Protocol Send (len=%d): %s", static_cast<int>(m_sndBufferLen), hex.c_str());
-    }
+        m_logTracer->TraceHex("Protocol Send (len=" + std::to_string(m_sndBufferLen) + "): ", packet,
+                              static_cast<u32>(m_sndBufferLen), ' ');
     // A reply is always gathered from the start of the buffer.
     m_rcvPos = 0;
     m_rcvNextPos = m_rcvBuffer.get();

@@ -1,9 +1,12 @@
 #include "LTProto/Tools/LogTracer.h"
 
+#include "LTProto/Tools/Hex.h"
 #include "LTProto/Tools/PrintfText.h"
 #include "toviCommonLib/OS/linux/linuxOS.h"
+#include "toviCommonLib/OS/linux/linuxOSConsole.h"
 #include "toviCommonLib/string/formatText.h"
 
+#include <algorithm>
 #include <cstdio>
 
 namespace Tools
@@ -75,6 +78,23 @@ bool LogTracer::TraceVariableList(const char *format, va_list args)
     return WriteLine(std::move(line));
 }
 
+bool LogTracer::TraceHex(std::string_view head, const u8 *bytes, u32 len, char separator, std::string_view tail)
+{
+    if (!IsOn())
+        return false;
+    const std::string prefix = TimePrefix();
+    const std::size_t lineLen = prefix.size() + head.size() + HexLen(len, separator) + tail.size() + 1;
+    const std::lock_guard lock(m_mutex);
+    if (m_hexLine.size() < lineLen)
+        m_hexLine.resize(lineLen);
+    char *end = std::copy(prefix.begin(), prefix.end(), m_hexLine.data());
+    end = std::copy(head.begin(), head.end(), end);
+    end = HexWrite(end, bytes, len, separator);
+    end = std::copy(tail.begin(), tail.end(), end);
+    *end = '\n';
+    return WriteLocked({m_hexLine.data(), lineLen});
+}
+
 std::string LogTracer::TraceToString(const char *format, ...)
 {
     va_list args;
@@ -112,18 +132,23 @@ std::string LogTracer::TimePrefix() const
     return DateTime(true).TimeString(m_timeDecimal, false) + " - ";
 }
 
-// The console comes first: it gets the line whatever becomes of the disk.
 bool LogTracer::WriteLine(std::string line)
 {
     line += '\n';
     const std::lock_guard lock(m_mutex);
+    return WriteLocked(line);
+}
+
+// The console comes first: it gets the line whatever becomes of the disk.
+bool LogTracer::WriteLocked(std::string_view line)
+{
     if (m_traceOnConsole)
-        std::fwrite(line.data(), 1, line.size(), stdout);
+        platform::console_write(line);
     return m_traceOnDisk && WriteToDisk(line);
 }
 
 // The bound is checked against what is already written, so a file may exceed it by one line.
-bool LogTracer::WriteToDisk(const std::string &line)
+bool LogTracer::WriteToDisk(std::string_view line)
 {
     const bool full = m_fileLenMax != 0 && m_fileLenCur > m_fileLenMax;
     if ((m_logFile == nullptr || full) && !OpenWithRotation())

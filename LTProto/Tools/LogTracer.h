@@ -11,6 +11,8 @@
 #include <cstdarg>
 #include <mutex>
 #include <string>
+#include <string_view>
+#include <vector>
 
 namespace Tools
 {
@@ -36,6 +38,9 @@ class LogTracer
     // Unlike Trace writes an empty text as a line, and is false when tracing is off.
     bool TraceVariableList(const char *format, va_list args) __attribute__((format(printf, 2, 0)));
 
+    // As TraceVariableList: `head`, the bytes as Tools::ToHex writes them, and `tail`, as they stand.
+    bool TraceHex(std::string_view head, const u8 *bytes, u32 len, char separator, std::string_view tail = {});
+
     // The formatted text; writes nothing.
     static std::string TraceToString(const char *format, ...) __attribute__((format(printf, 1, 2)));
     static std::string TraceToStringVariableList(const char *format, va_list args)
@@ -53,7 +58,8 @@ class LogTracer
     bool IsOn() const { return m_traceOnDisk || m_traceOnConsole; }
     std::string TimePrefix() const;
     bool WriteLine(std::string line);
-    bool WriteToDisk(const std::string &line);
+    bool WriteLocked(std::string_view line);
+    bool WriteToDisk(std::string_view line);
     bool OpenWithRotation();
 
     // Set by Init, then read-only.
@@ -64,6 +70,7 @@ class LogTracer
     DateTime m_logStartTime{false}; // stays zero
 
     std::mutex m_mutex;            // one line at a time; guards what follows
+    std::vector<char> m_hexLine;   // only grows: a fresh piece of memory costs more than the text of a long packet
     platform::OwnedFile m_logFile; // null when closed
     u64 m_fileLenCur = 0;          // bytes in m_logFile, counted when there is a bound
 };

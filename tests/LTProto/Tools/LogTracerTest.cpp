@@ -67,7 +67,9 @@ TEST_F(LogTracer, TextIsAFormatWithoutArgumentsAndComesOutWhole)
     const std::string text(150000, 'x');
     m_tracer.Init("log", true, 0, false);
     EXPECT_TRUE(m_tracer.Trace("100%% %s%n of 50% z\0hidden"s) && m_tracer.Trace("<%s>", text.c_str()));
-    EXPECT_EQ(m_folder.read("log"), "100%  of 50% z\n<" + text + ">\n");
+    for (const u32 len : {3U, 1U})
+        EXPECT_TRUE(m_tracer.TraceHex("%s ", reinterpret_cast<const u8 *>("abc"), len, '-', " %"));
+    EXPECT_EQ(m_folder.read("log"), "100%  of 50% z\n<" + text + ">\n%s 61-62-63 %\n%s 61 %\n");
     for (const std::size_t len : {0u, 509u, 510u, 511u}) // around what is formatted without an allocation
         EXPECT_EQ(m_tracer.TraceToString("%s%d", text.substr(0, len).c_str(), -7), text.substr(0, len) + "-7");
 }

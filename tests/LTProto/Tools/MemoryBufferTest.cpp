@@ -124,6 +124,10 @@ TEST(MemoryBuffer, ToStringEndsAtTheFirstByteThatIsNoText)
     EXPECT_EQ(buffer.ToStringFromPos(4, 0xFFFFFFFF), "C\t");
     EXPECT_EQ(buffer.ToStringFromPos(3) + buffer.ToStringFromPos(7), "");
     EXPECT_EQ(buffer.ToHex(2, '-') + Bytes("00 FF").ToHex(3, 0), "41-0a00ff");
+    const std::string longer = "00 01 0a 10 99 a0 7f 80 f0 ff 5c"; // than what is written at once
+    EXPECT_EQ(Bytes(longer).ToHex(0, ' '), longer);
+    EXPECT_EQ(Bytes(longer).ToHex(10, '-') + Bytes(longer).ToHex(), "00-01-0a-10-99-a0-7f-80-f0-ff"
+                                                                    "00010a1099a07f80f0ff5c");
 }
 
 } // namespace

@@ -8,6 +8,9 @@
 #include <cstdio>
 #include <thread>
 
+#include <poll.h>
+#include <unistd.h>
+
 namespace platform
 {
 namespace
@@ -52,6 +55,25 @@ void console_internal_init()
 }
 
 void console_internal_deinit() {}
+
+// Not by stdio, which hands a line that is longer than its buffer on byte by byte.
+void console_write(std::string_view text)
+{
+    std::fflush(stdout);
+    while (!text.empty())
+    {
+        const ssize_t n = write(STDOUT_FILENO, text.data(), text.size());
+        if (n > 0)
+            text.remove_prefix(static_cast<size_t>(n));
+        else if (n < 0 && errno == EAGAIN)
+        {
+            pollfd output{STDOUT_FILENO, POLLOUT, 0};
+            poll(&output, 1, -1);
+        }
+        else if (n == 0 || errno != EINTR)
+            return;
+    }
+}
 
 void console_setTitle(const char *title)
 {

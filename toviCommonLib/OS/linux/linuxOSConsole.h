@@ -1,6 +1,8 @@
-// The terminal's title and its Ctrl-C. Process-wide: called by the one thread that drives the terminal. A process that
-// ends on SIGINT uses linuxOSTermination.h instead.
+// Standard output, the terminal's title and its Ctrl-C. Process-wide: the latter two are called by the one thread that drives
+// the terminal. A process that ends on SIGINT uses linuxOSTermination.h instead.
 #pragma once
+
+#include <string_view>
 
 namespace platform
 {
@@ -13,6 +15,10 @@ void console_internal_init();
 
 // Does nothing: what was trapped stays trapped.
 void console_internal_deinit();
+
+// Writes `text` to standard output, behind what stdio still holds for it, and waits for whoever reads it. Any thread may
+// call it. What nobody can read any more is lost.
+void console_write(std::string_view text);
 
 // `title` is a format without arguments: tovi::string::expandWithoutArguments. No terminator is written behind it: a
 // caller whose terminal needs one puts it at the end of the title.
