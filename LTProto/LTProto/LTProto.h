@@ -225,6 +225,7 @@ class LTProto
     bool SendPending() const { return m_sndRetryCount < m_sndRetryCountMax && m_sndBufferLen > 0; }
     bool TraceIsOn() const;
 
+    void ReceiveBufferClear(size_t kept);
     void StartMarkFind(int &count);
     eReceiveResult PacketCheck(u32 len, Tools::MemoryBuffer &payload);
     eReceiveResult CommandReceive(const Tools::MemoryBuffer &payload, TicketNr abortedTicket);

@@ -136,9 +136,14 @@ bool LTProto::DataBlockSend(const Tools::MemoryBuffer &payload)
 
 void LTProto::ReceiveBufferReset()
 {
-    std::memset(m_rcvBuffer.get(), 0, m_rcvLen);
     m_rcvPos = 0;
     m_rcvNextPos = m_rcvBuffer.get();
+}
+
+// What is left of earlier packets behind the first `kept` bytes becomes zeros.
+void LTProto::ReceiveBufferClear(size_t kept)
+{
+    std::memset(m_rcvBuffer.get() + kept, 0, m_rcvLen - kept);
 }
 
 eReceiveResult LTProto::OnReceive(Tools::MemoryBuffer &payload)
@@ -168,7 +173,10 @@ eReceiveResult LTProto::OnReceive(Tools::MemoryBuffer &payload)
     m_rcvPos += static_cast<size_t>(count);
     // With fewer than 3 bytes the next read lands at the same place: the first read must bring at least 3.
     if (m_rcvPos < FIRST_READ_MIN)
+    {
+        ReceiveBufferClear(m_rcvPos);
         return eReceiveResult::InternalProcessed;
+    }
 
     const u32 lengthField = tovi::utils::readMsbLsbU16(m_rcvBuffer.get() + LENGTH_OFFSET);
     const bool possible = lengthField >= PACKET_HEADER_LEN && lengthField + PACKET_CRC_LEN <= m_rcvLen;
@@ -192,7 +200,7 @@ void LTProto::StartMarkFind(int &count)
     if (mark == end)
     {
         // The bytes are lost but go on counting, as zeros: the length they give is refused.
-        ReceiveBufferReset();
+        ReceiveBufferClear(0);
         return;
     }
     std::move(mark, end, buffer);
