@@ -161,7 +161,7 @@ bool LTProto::ClientDisconnect()
         file.Abort(true);
     m_sendQueueFile.clear();
     // The next ticket's number stays: numbers keep rising across connections.
-    m_ticketList.clear();
+    m_ticketList.Clear();
     m_sndRetryCount = m_sndRetryCountMax;
     m_sndBuffer.reset();
     m_sndBufferLen = 0;

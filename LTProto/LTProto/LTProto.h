@@ -7,7 +7,7 @@
 #include "LTProto/LTProto/FileToSend.h"
 #include "LTProto/LTProto/PacketToSend.h"
 #include "LTProto/LTProto/RcvFile.h"
-#include "LTProto/LTProto/Ticket.h"
+#include "LTProto/LTProto/TicketList.h"
 #include "LTProto/LTProto/WireFormat.h"
 #include "LTProto/Tools/LogTracer.h"
 #include "LTProto/Tools/StringUtf8.h"
@@ -200,7 +200,6 @@ class LTProto
 
   private:
     using PacketQueue = std::list<PacketToSend>;
-    using TicketList = std::list<Ticket>;
     using FileQueue = std::list<FileToSend>;
     static constexpr char FILE_INDEX_NAME[] = "index.dat";
     static constexpr char FILE_INDEX_BAD_NAME[] = "index.bad";

@@ -105,7 +105,7 @@ TicketNr LTProto::TicketOfBufferAnswer(Tools::MemoryBuffer &buffer)
     if (ticketId == TICKET_NONE && TraceIsOn())
     {
         Trace("Ticket %d not found. TicketList available:", static_cast<int>(number));
-        for (const Ticket &ticket : m_ticketList)
+        for (const auto &[age, ticket] : m_ticketList)
             Trace("TicketInList: id %u, ticketType=%u, ticketData=%u, value=%u", ticket.m_ticketId,
                   static_cast<unsigned>(ticket.m_ticketType), static_cast<unsigned>(ticket.m_dataType),
                   ticket.m_dataValue);
@@ -192,14 +192,10 @@ eReceiveResult LTProto::VariableRequestReceive(Tools::MemoryBuffer &payload)
 eReceiveResult LTProto::TicketRequestReceive(const Tools::MemoryBuffer &payload)
 {
     const TicketNr asked = payload.FromMsbLsb(NUMBER_LEN, TYPE_LEN);
-    for (const Ticket &ticket : m_ticketList)
-    {
-        if (ticket.m_ticketId != asked)
-            continue;
+    if (m_ticketList.Find(asked) != nullptr)
         TicketSend(asked);
-        return eReceiveResult::InternalProcessed;
-    }
-    NullSend(TICKET_NONE);
+    else
+        NullSend(TICKET_NONE);
     return eReceiveResult::InternalProcessed;
 }
 
@@ -237,18 +233,15 @@ eReceiveResult LTProto::AnswerReceive(Tools::MemoryBuffer &payload)
     Item item{eDataType::UNDEFINED, 0, static_cast<eDataType>(payload.m_ptr[NUMBER_LEN]),
               payload.m_ptr.get() + ANSWER_DATA_OFFSET, payload.m_len - ANSWER_DATA_OFFSET};
     const TicketNr latest = m_ticketNext - 1;
-    auto ticket = m_ticketList.begin();
-    while (ticket != m_ticketList.end() &&
-           !(ticket->m_ticketType == eTicketType::FROM_API && ticket->m_ticketId == latest))
-        ++ticket;
-    if (ticket == m_ticketList.end())
+    const Ticket *ticket = m_ticketList.Find(latest, eTicketType::FROM_API);
+    if (ticket == nullptr)
     {
         Trace("Ticket non trovato");
         return ItemReceive(item, payload);
     }
     item.kind = ticket->m_dataType;
     item.id = ticket->m_dataValue;
-    m_ticketList.erase(ticket);
+    m_ticketList.Remove(latest, eTicketType::FROM_API);
     if (!m_sendQueuePacket.empty())
         QueueErase(m_sendQueuePacket.begin());
     return item.kind == eDataType::TICKET_ID ? TicketAnswerReceive(item.id) : ItemReceive(item, payload);
@@ -283,7 +276,7 @@ eReceiveResult LTProto::TicketedBufferReceive(const Item &item, Tools::MemoryBuf
     const TicketNr ticketId = TicketEnqueue(eTicketType::FROM_PROTOCOL, eDataType::DATA_BUFFER, ownNumber, TICKET_NONE);
     if (item.kind == eDataType::DATA_BUFFER)
         Trace("Ajax cmd request ticket assigned %d, list size %d", static_cast<int>(ticketId),
-              static_cast<int>(m_ticketList.size()));
+              static_cast<int>(m_ticketList.Size()));
     if (ticketId == TICKET_NONE)
         return AckAnd(eReceiveResult::InternalProcessed);
     TicketSend(ticketId);
@@ -305,15 +298,10 @@ eReceiveResult LTProto::TicketAnswerReceive(u32 ticketId)
     {
         if (packet->m_command != eCommandType::REQUEST)
             continue;
-        for (Ticket &ticket : m_ticketList)
-        {
-            if (!ticket.IsTicketRequest(eTicketType::FROM_API, *packet))
-                continue;
-            ticket.TicketSet(eTicketType::FROM_PROTOCOL, ticketId);
-            QueueErase(packet);
-            return AckAnd(eReceiveResult::InternalProcessed);
-        }
-        break;
+        if (!m_ticketList.Renumber(eTicketType::FROM_API, *packet, eTicketType::FROM_PROTOCOL, ticketId))
+            break;
+        QueueErase(packet);
+        return AckAnd(eReceiveResult::InternalProcessed);
     }
     CommandSend(eCommandCode::NACK, NACK_NOTHING_ASKED);
     return eReceiveResult::Unknown;

@@ -50,14 +50,8 @@ u32 LTProto::NegotiatedFile(const u8 *data, u32 len, TicketNr &ticketId) const
     if (kind != eDataType::TICKET_ID || len < NEGOTIATION_TICKET_LEN)
         return 0;
     ticketId = tovi::utils::readMsbLsbU32(data + ID_OFFSET);
-    const auto ticket = std::find_if(m_ticketList.begin(), m_ticketList.end(),
-                                     [=](const Ticket &open)
-                                     {
-                                         return open.m_ticketId == ticketId &&
-                                                open.m_ticketType == eTicketType::FROM_PROTOCOL &&
-                                                open.m_dataType == eDataType::FILE_ID;
-                                     });
-    const bool usable = ticketId < TICKET_END && ticket != m_ticketList.end() && ticket->m_dataValue < FILE_ID_END;
+    const Ticket *ticket = m_ticketList.Find(ticketId, eTicketType::FROM_PROTOCOL, eDataType::FILE_ID);
+    const bool usable = ticketId < TICKET_END && ticket != nullptr && ticket->m_dataValue < FILE_ID_END;
     return usable ? ticket->m_dataValue : 0;
 }
 

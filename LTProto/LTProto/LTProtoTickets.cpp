@@ -34,33 +34,25 @@ TicketNr LTProto::TicketEnqueue(eTicketType ticketType, eDataType dataType, u32 
 {
     const bool nextNumber = ticketId == TICKET_NONE;
     Ticket ticket;
-    if (ticketType == eTicketType::NONE || m_ticketList.size() >= TICKETS_MAX ||
+    if (ticketType == eTicketType::NONE || m_ticketList.Size() >= TICKETS_MAX ||
         !ticket.Set(dataType, value, ticketType, nextNumber ? TicketNextNr() : ticketId))
         return TICKET_NONE;
-    m_ticketList.push_back(std::move(ticket));
+    const TicketNr number = ticket.m_ticketId;
+    m_ticketList.Add(std::move(ticket));
     if (nextNumber)
         ++m_ticketNext;
-    return m_ticketList.back().m_ticketId;
+    return number;
 }
 
 TicketNr LTProto::TicketSearch(eTicketType ticketType, eDataType dataType, u32 value) const
 {
-    for (const Ticket &ticket : m_ticketList)
-    {
-        if (ticket.m_ticketType == ticketType && ticket.m_dataType == dataType && ticket.m_dataValue == value)
-            return ticket.m_ticketId;
-    }
-    return TICKET_NONE;
+    const Ticket *ticket = m_ticketList.FindRequest(ticketType, dataType, value);
+    return ticket != nullptr ? ticket->m_ticketId : TICKET_NONE;
 }
 
 bool LTProto::TicketRemove(TicketNr ticketId)
 {
-    const auto found = std::find_if(m_ticketList.begin(), m_ticketList.end(),
-                                    [=](const Ticket &ticket) { return ticket.m_ticketId == ticketId; });
-    if (found == m_ticketList.end())
-        return false;
-    m_ticketList.erase(found);
-    return true;
+    return m_ticketList.Remove(ticketId);
 }
 
 bool LTProto::TicketSend(TicketNr ticketId)
