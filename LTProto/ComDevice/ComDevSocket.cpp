@@ -151,6 +151,12 @@ int ComDevSocket::Receive(u32 size, void *buffer)
     return n < 0 ? 0 : n;
 }
 
+void ComDevSocket::AcknowledgeNow()
+{
+    if (IsConnected())
+        platform::socket_acknowledgeNow(m_socket);
+}
+
 bool ComDevSocket::Send(u32 size, void *buffer)
 {
     if (!IsConnected())

@@ -33,6 +33,7 @@ class ComDevSocket : public ComDevice
     // The count, 0 when nothing is there or nobody is connected, RECEIVE_PEER_CLOSED when the peer closed (it is then
     // unlinked and closed), RECEIVE_SIZE_TOO_LARGE when `size` is 65536 or more.
     int Receive(u32 size, void *buffer) override;
+    void AcknowledgeNow() override;
 
     // A newcomer replaces a client that is connected for more than 60 s and is turned away by any other.
     int ReceiveServer() override;

@@ -59,6 +59,10 @@ class ComDevice
 
     // Takes a waiting client: SERVER_CLIENT_TAKEN, 0 when it was turned away, RECEIVE_NOT_A_SERVER on failure.
     virtual int ReceiveServer() { return RECEIVE_NOT_A_SERVER; }
+
+    // What was received draws no answer: a peer that waits for the word that it has come gets it now.
+    virtual void AcknowledgeNow() {}
+
     virtual bool Close() { return true; }
     virtual bool Reset() { return true; }
 

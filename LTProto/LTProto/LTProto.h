@@ -224,6 +224,7 @@ class LTProto
     bool SendPending() const { return m_sndRetryCount < m_sndRetryCountMax && m_sndBufferLen > 0; }
     bool TraceIsOn() const;
 
+    eReceiveResult Gather(Tools::MemoryBuffer &payload);
     void ReceiveBufferClear(size_t kept);
     void StartMarkFind(int &count);
     eReceiveResult PacketCheck(u32 len, Tools::MemoryBuffer &payload);
@@ -287,6 +288,7 @@ class LTProto
     size_t m_sndBufferLenMax = 0;
     u8 m_sndRetryCount = 0; // resends of the last packet; at the maximum it is not sent again
     u8 m_sndRetryCountMax = 3;
+    bool m_hasSent = false; // since bytes were last received
 
     TicketNr m_ticketNext = 0;
     TicketList m_ticketList;       // oldest first

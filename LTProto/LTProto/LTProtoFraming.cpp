@@ -107,6 +107,7 @@ u8 *LTProto::SendBufferOfSize(size_t size)
 bool LTProto::SendBufferWrite()
 {
     const bool sent = m_comDevice->Send(static_cast<u32>(m_sndBufferLen), m_sndBuffer.get());
+    m_hasSent = true;
     IdleRestart();
     if (sent)
         return true;
@@ -147,6 +148,16 @@ void LTProto::ReceiveBufferClear(size_t kept)
 }
 
 eReceiveResult LTProto::OnReceive(Tools::MemoryBuffer &payload)
+{
+    m_hasSent = false;
+    const eReceiveResult result = Gather(payload);
+    // A client that leaves Nagle's algorithm on holds its next packet back until then.
+    if (!m_hasSent)
+        m_comDevice->AcknowledgeNow();
+    return result;
+}
+
+eReceiveResult LTProto::Gather(Tools::MemoryBuffer &payload)
 {
     const size_t wanted = std::min(m_rcvLen - m_rcvPos, DEVICE_READ_MAX);
     int count = m_comDevice->Receive(static_cast<u32>(wanted), m_rcvNextPos);

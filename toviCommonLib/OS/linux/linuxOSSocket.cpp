@@ -186,6 +186,12 @@ bool socket_setNoDelay(sOSSocket &sok)
     return setsockopt(descriptorOf(sok), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on) == 0;
 }
 
+bool socket_acknowledgeNow(sOSSocket &sok)
+{
+    const int on = 1;
+    return setsockopt(descriptorOf(sok), IPPROTO_TCP, TCP_QUICKACK, &on, sizeof on) == 0;
+}
+
 int socket_read(sOSSocket &sok, void *buffer, u16 nMaxBytesToRead, u32 timeoutMSec, bool bPeek)
 {
     if (timeoutMSec != sok.readTimeoutMSec)
