@@ -10,6 +10,7 @@
 #include <stdexcept>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utility>
 
 namespace LumoBench
 {
@@ -45,7 +46,7 @@ void pinTo(int processor)
         throw std::runtime_error("processor " + std::to_string(processor) + " cannot be had");
 }
 
-Process::Process(const std::vector<std::string> &command, const std::string &folder)
+Process::Process(const std::vector<std::string> &command, const std::string &folder, int channel)
 {
     std::vector<char *> argv;
     for (const std::string &word : command)
@@ -53,8 +54,11 @@ Process::Process(const std::vector<std::string> &command, const std::string &fol
     argv.push_back(nullptr);
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+    for (const int standard : {STDIN_FILENO, STDOUT_FILENO})
+        if (channel >= 0)
+            posix_spawn_file_actions_adddup2(&actions, channel, standard);
+        else
+            posix_spawn_file_actions_addopen(&actions, standard, "/dev/null", O_RDWR, 0);
     posix_spawn_file_actions_addchdir_np(&actions, folder.c_str());
     const int error = posix_spawn(&m_pid, argv[0], &actions, nullptr, argv.data(), environ);
     posix_spawn_file_actions_destroy(&actions);
@@ -64,8 +68,17 @@ Process::Process(const std::vector<std::string> &command, const std::string &fol
 
 Process::~Process()
 {
+    if (m_pid < 0)
+        return;
     kill(m_pid, SIGTERM);
     waitpid(m_pid, nullptr, 0);
+}
+
+int Process::awaitEnd()
+{
+    int status = 0;
+    waitpid(std::exchange(m_pid, -1), &status, 0);
+    return status;
 }
 
 u64 Process::processorNSec() const

@@ -20,11 +20,13 @@ void pinTo(int processor);
 class Process
 {
   public:
-    // Starts `command` in `folder`, its input and its output being /dev/null. Throws std::runtime_error.
-    Process(const std::vector<std::string> &command, const std::string &folder);
+    // Starts `command` in `folder`; its input and its output are `channel`, /dev/null for -1. Throws std::runtime_error.
+    Process(const std::vector<std::string> &command, const std::string &folder, int channel = -1);
     ~Process(); // ends it by SIGTERM and waits for its end
     Process(const Process &) = delete;
     Process &operator=(const Process &) = delete;
+
+    int awaitEnd(); // its status as waitpid gives it; afterwards it is gone
 
     u64 processorNSec() const; // of all its threads
     u64 wakeUps() const;       // voluntary context switches of all its threads
