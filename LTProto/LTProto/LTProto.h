@@ -260,7 +260,7 @@ class LTProto
     void FileSendGiveUp();
     void NegotiationAnswerReceive(const u8 *data, u32 len);
 
-    eReceiveResult BlockReceive(Tools::MemoryBuffer &payload);
+    eReceiveResult BlockReceive(const u8 *block, u32 blockLen, Tools::MemoryBuffer &payload);
     u32 NegotiatedFile(const u8 *data, u32 len, TicketNr &ticketId) const;
     u32 DataBlockReceiveNegotiation(const u8 *data, u32 len);
     void FileRequestAnswered(u32 fileId);

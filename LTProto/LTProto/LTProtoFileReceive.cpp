@@ -22,13 +22,14 @@ constexpr u64 NEXT_BLOCK_MSEC = 10000;
 
 } // namespace
 
-eReceiveResult LTProto::BlockReceive(Tools::MemoryBuffer &payload)
+// `payload` is what the caller is to act on; the block may stand in it.
+eReceiveResult LTProto::BlockReceive(const u8 *block, u32 blockLen, Tools::MemoryBuffer &payload)
 {
-    if (payload.m_len < BLOCK_NR_LEN)
+    if (blockLen < BLOCK_NR_LEN)
         return eReceiveResult::Unknown;
-    const u32 blockNr = payload.FromMsbLsb(BLOCK_NR_LEN, 0);
-    const u8 *data = payload.m_ptr.get() + BLOCK_NR_LEN;
-    const u32 len = payload.m_len - BLOCK_NR_LEN;
+    const u32 blockNr = u32{block[0]} << 16 | tovi::utils::readMsbLsbU16(block + 1);
+    const u8 *data = block + BLOCK_NR_LEN;
+    const u32 len = blockLen - BLOCK_NR_LEN;
     if (blockNr != BLOCK_NR_NEGOTIATION)
         return DataBlockReceive(blockNr, data, len, payload);
     if (len < NEGOTIATION_LEN_MIN)

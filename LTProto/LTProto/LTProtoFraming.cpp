@@ -228,10 +228,16 @@ eReceiveResult LTProto::PacketCheck(u32 len, Tools::MemoryBuffer &payload)
         return eReceiveResult::InternalProcessed;
     }
     PacketDump("Recv:", packet, static_cast<u32>(m_rcvPos), m_packetTraceBytesLen);
-    payload.Set(len - PACKET_HEADER_LEN, packet + PACKET_HEADER_LEN);
     if (IsSerial())
         platform::sleepMSec(SERIAL_SETTLE_MSEC);
-    return ProtocolReceive(packet[TYPE_OFFSET], payload);
+    const u8 *content = packet + PACKET_HEADER_LEN;
+    const u32 contentLen = len - PACKET_HEADER_LEN;
+    const u8 type = packet[TYPE_OFFSET];
+    // A block goes from here into its file, without a copy.
+    if (static_cast<eCommandType>(type) == eCommandType::DATABLOCK)
+        return BlockReceive(content, contentLen, payload);
+    payload.Set(contentLen, content);
+    return ProtocolReceive(type, payload);
 }
 
 // ---- Dispatch.
@@ -239,7 +245,7 @@ eReceiveResult LTProto::PacketCheck(u32 len, Tools::MemoryBuffer &payload)
 eReceiveResult LTProto::ProtocolReceive(u8 type, Tools::MemoryBuffer &payload)
 {
     if (static_cast<eCommandType>(type) == eCommandType::DATABLOCK)
-        return BlockReceive(payload);
+        return BlockReceive(payload.m_ptr.get(), payload.m_len, payload);
     // Whatever is no block ends the file that comes in.
     const TicketNr abortedTicket = m_fileReceive ? m_fileReceive->m_ticketId : TICKET_NONE;
     ReceiveFileAbort();

@@ -77,8 +77,17 @@ std::string Fraction(long nanoseconds, u8 ndec, char separator)
 {
     if (ndec == 0)
         return {};
-    const std::string digits = PrintfToString("%09ld", nanoseconds).substr(0, ndec);
-    return separator == 0 ? digits : separator + digits;
+    char digits[NSEC_DIGITS];
+    for (std::size_t i = NSEC_DIGITS; i > 0; i--, nanoseconds /= 10)
+        digits[i - 1] = static_cast<char>('0' + nanoseconds % 10);
+    std::string text(separator == 0 ? 0 : 1, separator);
+    return text.append(digits, std::min<std::size_t>(ndec, NSEC_DIGITS));
+}
+
+void PutTwoDigits(char *out, int number)
+{
+    out[0] = static_cast<char>('0' + number / 10);
+    out[1] = static_cast<char>('0' + number % 10);
 }
 
 bool ReadCalendar(const std::string &str, std::tm &calendar)
@@ -171,8 +180,11 @@ bool DateTime::InRangePerSec(float) const
 std::string DateTime::TimeString(u8 ndec, bool utc) const
 {
     const std::tm calendar = utc ? UtcCalendar(m_time.tv_sec) : LocalCalendar(m_time.tv_sec);
-    return PrintfToString("%02d:%02d:%02d", calendar.tm_hour, calendar.tm_min, calendar.tm_sec) +
-           Fraction(m_time.tv_nsec, ndec, '.');
+    char text[] = "hh:mm:ss";
+    PutTwoDigits(text, calendar.tm_hour);
+    PutTwoDigits(text + 3, calendar.tm_min);
+    PutTwoDigits(text + 6, calendar.tm_sec);
+    return text + Fraction(m_time.tv_nsec, ndec, '.');
 }
 
 std::string DateTime::TimeInSeconds(u8 ndec, u8) const
