@@ -93,20 +93,10 @@ $(nproc) processors, one of them used; Linux $(uname -r); $(g++ --version | head
 TEXT
 }
 
-# fill_section NAME FILE: what stands in the document between the marks of that name.
-fill_section() {
-    awk -v mark="$1" -v file="$2" '
-        $0 == "<!-- end " mark " -->" { skip = 0 }
-        !skip { print }
-        $0 == "<!-- begin " mark " -->" { while ((getline line < file) > 0) print line; skip = 1 }
-    ' "$DOCUMENT" >"$OUT/document.md"
-    mv "$OUT/document.md" "$DOCUMENT"
-}
-
 write_document() {
     local section
     for section in machine figures values micro peers; do
-        [ ! -f "$OUT/$section.md" ] || fill_section $section "$OUT/$section.md"
+        [ ! -f "$OUT/$section.md" ] || fill_section "$DOCUMENT" $section "$OUT/$section.md"
     done
     mkdir -p docs/plots
     cp "$OUT"/*.svg docs/plots/

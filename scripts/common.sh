@@ -47,3 +47,16 @@ linked_libraries() {
 foreign_libraries() {
     linked_libraries "$1" | grep -vE '^(libstdc\+\+|libc|libpthread|libgcc_s|libm|ld-linux.*)\.so' || true
 }
+
+# fill_section DOCUMENT MARK FILE: puts FILE between the document's marks of that name, in place of what stands there.
+fill_section() {
+    local filled
+    filled=$(mktemp)
+    awk -v mark="$2" -v file="$3" '
+        $0 == "<!-- end " mark " -->" { skip = 0 }
+        !skip { print }
+        $0 == "<!-- begin " mark " -->" { while ((getline line < file) > 0) print line; skip = 1 }
+    ' "$1" >"$filled"
+    cat "$filled" >"$1"
+    rm "$filled"
+}
