@@ -25,6 +25,12 @@ class ByteChannel
     // Closing twice does nothing; reads and writes then find the peer gone.
     virtual void close() = 0;
 
+    // Closes so that the peer finds an error, where the link knows such an end.
+    virtual void reset() { close(); }
+
+    // Waits without reading.
+    virtual void pause(u32 msec) = 0;
+
     // Whether the bridge is the main station of a serial line: it polls, and sends a value only in answer to an ACK or a
     // POLLING.
     virtual bool isPolled() const { return false; }

@@ -86,6 +86,12 @@ class ClientLink
     // Talks over this open channel; an earlier one is given up.
     void attach(std::unique_ptr<ByteChannel> channel);
 
+    // Gives up the link, if there is one.
+    void detach() { m_link.reset(); }
+
+    bool isOpen() const { return m_link && m_link->isOpen(); }
+    bool lacksReply() const { return m_repliesOwed > 0; } // to anything that was sent
+
     // Asks for a variable. Values of other variables that arrive meanwhile are kept for `waitArrival`.
     eResult get(u32 varId, u32 timeoutMSec, Value &out);
 
@@ -135,8 +141,6 @@ class ClientLink
     bool keep(std::span<const u8> item);
     std::optional<eResult> takeBlock(Exchange &exchange, std::span<const u8> block);
     void restartReminder(const Exchange &exchange);
-
-    bool isOpen() const { return m_link && m_link->isOpen(); }
 
     std::unique_ptr<PacketLink> m_link; // null before the first connection
     std::deque<SpontaneousValue> m_values;

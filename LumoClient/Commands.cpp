@@ -2,7 +2,7 @@
 
 #include "LTProto/LTProto/ValueText.h"
 #include "LTProto/LTProto/VariableNames.h"
-#include "LTProto/Tools/Hex.h"
+#include "tools/Faults/FileContent.h"
 
 #include <cstdio>
 #include <filesystem>
@@ -11,6 +11,7 @@ namespace LumoClient
 {
 
 using namespace LTProtocol;
+using LumoFaults::FileContent;
 
 namespace
 {
@@ -33,8 +34,26 @@ bool printValue(u32 varId, const Value &value)
 // "60000 bytes, MD5 0cc1..".
 std::string contentText(const TransferResult &transfer)
 {
-    return std::to_string(transfer.size) + " bytes, MD5 " +
-           Tools::ToHex(transfer.digest.data(), static_cast<u32>(transfer.digest.size()), 0);
+    return std::to_string(transfer.size) + " bytes, MD5 " + FileContent{transfer.size, transfer.digest}.md5();
+}
+
+void journalBegin(const TransferSettings &settings, char way, u32 fileId, const std::string &content)
+{
+    if (settings.journal != nullptr)
+        settings.journal->write({way, "file-begin", {}, fileId, "", content});
+}
+
+// A file under a ticket has no other name than that.
+void journalEnd(const TransferSettings &settings, char way, eDataType kind, u32 id, const TransferResult &transfer)
+{
+    if (settings.journal == nullptr)
+        return;
+    const bool isDone = transfer.result == eResult::done;
+    LumoFaults::JournalEvent event{way, "file-end", {}, {}, isDone ? "done" : "failed"};
+    (kind == eDataType::TICKET_ID ? event.ticket : event.id) = id;
+    if (isDone)
+        event.content = FileContent{transfer.size, transfer.digest}.text();
+    settings.journal->write(event);
 }
 
 int reportTransfer(const std::string &what, const TransferResult &transfer)
@@ -61,15 +80,17 @@ std::string savePath(const std::string &folder, u32 fileId)
 }
 
 // False when standard output is gone.
-bool watchFile(FileTransfer &transfer, const FileOffer &offer, const std::string &saveFolder)
+bool watchFile(ClientLink &link, const TransferSettings &settings, const volatile std::sig_atomic_t &stop,
+               const FileOffer &offer, const std::string &saveFolder)
 {
     const std::string path = savePath(saveFolder, offer.id);
     const std::string what = "file " + std::to_string(offer.id);
     TransferResult result;
     {
         ProgressBar bar(what, std::nullopt);
-        result = transfer.receive(offer, path, bar);
+        result = FileTransfer(link, settings, stop).receive(offer, path, bar);
     }
+    journalEnd(settings, '<', offer.kind, offer.id, result);
     if (result.result != eResult::done)
     {
         reportTransfer(what, result);
@@ -141,20 +162,22 @@ int runBuffer(ClientLink &link, const Bytes &bytes, u32 timeoutMSec)
 }
 
 int runWatch(ClientLink &link, u32 count, const std::string &saveFolder, const TransferSettings &settings,
-             const volatile std::sig_atomic_t &stop)
+             const volatile std::sig_atomic_t &stop, u32 quietMaxMSec)
 {
-    FileTransfer transfer(link, settings, stop);
+    u32 quietMSec = 0;
     for (u32 shown = 0; stop == 0 && (count == 0 || shown < count);)
     {
         Arrival arrived;
         const eResult result = link.waitArrival(WATCH_SLICE_MSEC, arrived);
-        if (result == eResult::noAnswer)
+        quietMSec = result == eResult::noAnswer ? quietMSec + WATCH_SLICE_MSEC : 0;
+        if (result == eResult::noAnswer && (quietMaxMSec == 0 || quietMSec < quietMaxMSec))
             continue;
         if (result != eResult::done)
             return reportFailure("watch", result);
         const SpontaneousValue *value = std::get_if<SpontaneousValue>(&arrived);
-        const bool isPrinted = value != nullptr ? printValue(value->id, value->value)
-                                                : watchFile(transfer, std::get<FileOffer>(arrived), saveFolder);
+        const bool isPrinted = value != nullptr
+                                   ? printValue(value->id, value->value)
+                                   : watchFile(link, settings, stop, std::get<FileOffer>(arrived), saveFolder);
         if (!isPrinted)
             break; // nobody reads on
         ++shown;
@@ -169,8 +192,11 @@ int runUpload(ClientLink &link, u16 fileId, const std::string &path, const Trans
     TransferResult result{eResult::fileFailed, path + " cannot be read", 0, {}};
     if (std::optional<SourceFile> file = SourceFile::open(path))
     {
+        if (settings.journal != nullptr)
+            journalBegin(settings, '>', fileId, LumoFaults::contentOf(path).value_or(FileContent{}).text());
         ProgressBar bar(what, file->size());
         result = FileTransfer(link, settings, stop).upload(fileId, *file, bar);
+        journalEnd(settings, '>', eDataType::FILE_ID, fileId, result);
     }
     return reportTransfer(what, result);
 }
@@ -180,10 +206,12 @@ int runDownload(ClientLink &link, u16 fileId, const std::string &path, const Tra
 {
     const std::string what = "download " + std::to_string(fileId);
     TransferResult result;
+    journalBegin(settings, '<', fileId, "");
     {
         ProgressBar bar(what, std::nullopt);
         result = FileTransfer(link, settings, stop).download(fileId, path, bar);
     }
+    journalEnd(settings, '<', eDataType::FILE_ID, fileId, result);
     return reportTransfer(what, result);
 }
 

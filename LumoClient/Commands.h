@@ -31,9 +31,9 @@ int runBuffer(ClientLink &link, const Bytes &bytes, u32 timeoutMSec);
 
 // Prints each value and each file that arrives until `count` were printed (0: without end) or `stop` is set, which a
 // signal handler may do. The files go to `saveFolder` under their id, the second of an id as "7.2"; without a folder
-// their content is thrown away.
+// their content is thrown away. When nothing came for `quietMaxMSec`, it fails; 0 waits without end.
 int runWatch(ClientLink &link, u32 count, const std::string &saveFolder, const TransferSettings &settings,
-             const volatile std::sig_atomic_t &stop);
+             const volatile std::sig_atomic_t &stop, u32 quietMaxMSec = 0);
 
 // Both print the size and the MD5 of what was moved.
 int runUpload(ClientLink &link, u16 fileId, const std::string &path, const TransferSettings &settings,

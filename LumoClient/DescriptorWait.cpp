@@ -29,4 +29,9 @@ bool waitUntilReady(int descriptor, short events, u64 deadlineMSec)
     }
 }
 
+void pauseMSec(u32 msec)
+{
+    poll(nullptr, 0, static_cast<int>(std::min<u32>(msec, std::numeric_limits<int>::max())));
+}
+
 } // namespace LumoClient

@@ -12,4 +12,7 @@ u64 steadyMSec();
 // `events` as for poll. False when the time is over. An error counts as ready: the call that follows reports it.
 bool waitUntilReady(int descriptor, short events, u64 deadlineMSec);
 
+// A signal ends it early.
+void pauseMSec(u32 msec);
+
 } // namespace LumoClient

@@ -11,6 +11,7 @@
 #include "LumoClient/ClientLink.h"
 #include "LumoClient/LocalFile.h"
 #include "LumoClient/ProgressBar.h"
+#include "tools/Faults/Journal.h"
 #include "toviCommonLib/tovimd5.h"
 
 #include <csignal>
@@ -29,6 +30,7 @@ struct TransferSettings
 {
     u16 blockLen = 0;       // asked for and granted at most; 0: what suits the link
     u32 timeoutMSec = 3000; // for each answer; for one to a block at least what it needs on the line and 2 s
+    const LumoFaults::Journal *journal = nullptr; // where `Commands.h` notes begin and end; borrowed
 };
 
 struct TransferResult

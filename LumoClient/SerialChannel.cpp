@@ -1,7 +1,5 @@
 #include "LumoClient/SerialChannel.h"
 
-#include "LumoClient/DescriptorWait.h"
-
 #include <poll.h>
 
 namespace LumoClient

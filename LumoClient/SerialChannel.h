@@ -2,6 +2,7 @@
 #pragma once
 
 #include "LumoClient/ByteChannel.h"
+#include "LumoClient/DescriptorWait.h"
 #include "toviCommonLib/OS/linux/linuxOSSerialPort.h"
 
 #include <memory>
@@ -25,6 +26,7 @@ class SerialChannel final : public ByteChannel
     // Waits at most for as long as the bytes need on the line and 1 s more.
     bool write(std::span<const u8> bytes) override;
     void close() override { platform::serialPort_close(m_port); }
+    void pause(u32 msec) override { pauseMSec(msec); }
     bool isPolled() const override { return true; }
     u32 lineMSec(size_t byteCount) const override;
     u64 nowMSec() const override;

@@ -1,7 +1,5 @@
 #include "LumoClient/TcpChannel.h"
 
-#include "LumoClient/DescriptorWait.h"
-
 #include <cerrno>
 
 #include <netdb.h>
@@ -102,6 +100,13 @@ void TcpChannel::close()
     if (m_socket != NO_SOCKET)
         ::close(m_socket);
     m_socket = NO_SOCKET;
+}
+
+void TcpChannel::reset()
+{
+    const linger atOnce{1, 0};
+    setsockopt(m_socket, SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
+    close();
 }
 
 u64 TcpChannel::nowMSec() const

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "LumoClient/ByteChannel.h"
+#include "LumoClient/DescriptorWait.h"
 
 #include <memory>
 #include <string>
@@ -25,6 +26,8 @@ class TcpChannel final : public ByteChannel
     // Waits at most 5 s for a peer that does not read, then gives it up.
     bool write(std::span<const u8> bytes) override;
     void close() override;
+    void reset() override;
+    void pause(u32 msec) override { pauseMSec(msec); }
     u64 nowMSec() const override;
 
   private:

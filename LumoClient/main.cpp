@@ -1,16 +1,19 @@
 // LumoClient: asks and tells the machine through the bridge, from a shell.
-#include "LumoClient/Commands.h"
+#include "LumoClient/FaultyChannel.h"
 #include "LumoClient/SerialChannel.h"
+#include "LumoClient/Shell.h"
 #include "LumoClient/TcpChannel.h"
 
 #include "LTProto/ComDevice/ComDevSocket.h"
 #include "LTProto/LTProto/ValueText.h"
+#include "tools/Faults/FaultOptions.h"
 
 #include <CLI/CLI.hpp>
 
 #include <charconv>
 #include <csignal>
 #include <cstdio>
+#include <iostream>
 
 namespace
 {
@@ -40,6 +43,7 @@ struct Options
     u16 fileId = 0;
     std::string path;
     u16 blockLen = 0;
+    LumoFaults::FaultOptions faults;
 };
 
 void stopOnSignal()
@@ -90,7 +94,10 @@ void describeFiles(CLI::App &app, Options &options)
         ->required()
         ->option_text("FILE");
 
-    for (CLI::App *command : {watch, upload, download})
+    CLI::App *shell = app.add_subcommand("shell", "Commands from standard input, one a line, over one link");
+    shell->footer(shellHelp());
+
+    for (CLI::App *command : {watch, upload, download, shell})
         command->add_option("--block", options.blockLen, "Bytes in a block, at most")
             ->check(CLI::Range(u16{1}, LTProtocol::BLOCK_LEN_MAX))
             ->option_text("LEN (TCP 50000, UART 5000)");
@@ -120,20 +127,24 @@ void describe(CLI::App &app, Options &options)
 
     app.add_subcommand("poll", "Print the values that the bridge has queued");
     describeFiles(app, options);
+    LumoFaults::describeFaults(app, options.faults, LumoFaults::eSide::client);
     app.footer("Exit status: 0 done, 1 refused, link lost or a file failed, 2 wrong usage, 3 no answer in time.\n"
                "The bridge hands on values of the types INTEGER_POSITIVE and DATA_BUFFER; values of other types reach "
                "the machine without their content.");
 }
 
 // Null when the bridge cannot be reached.
-std::unique_ptr<ByteChannel> openChannel(const Options &options, const Endpoint &endpoint)
+std::unique_ptr<ByteChannel> openChannel(const Options &options, const Endpoint &endpoint, Misbehaviour &misbehaviour)
 {
+    std::unique_ptr<ByteChannel> channel;
     if (!options.uart.empty())
-        return SerialChannel::open(options.uart);
-    return TcpChannel::open(endpoint.host, endpoint.port, options.timeoutMSec);
+        channel = SerialChannel::open(options.uart);
+    else
+        channel = TcpChannel::open(endpoint.host, endpoint.port, options.timeoutMSec);
+    return channel ? std::make_unique<FaultyChannel>(std::move(channel), misbehaviour) : nullptr;
 }
 
-int runCommand(const std::string &command, const Options &options, const Endpoint &endpoint)
+int runCommand(const std::string &command, const Options &options, const Endpoint &endpoint, Misbehaviour &misbehaviour)
 {
     std::optional<Value> value;
     if (command == "set" && !(value = LTProtocol::ValueParse(options.typeName, options.valueText)))
@@ -142,9 +153,18 @@ int runCommand(const std::string &command, const Options &options, const Endpoin
     if (!bytes)
         return usageError("buffer: '" + options.hex + "' is not hexadecimal");
 
-    std::unique_ptr<ByteChannel> channel = openChannel(options, endpoint);
+    const std::string bridge = options.uart.empty() ? options.tcp : options.uart;
+    const TransferSettings settings{options.blockLen, options.timeoutMSec, &misbehaviour.journal};
+    if (command == "shell")
+    {
+        stopOnSignal();
+        const auto open = [&] { return openChannel(options, endpoint, misbehaviour); };
+        return runShell(std::cin, {open, bridge, settings, misbehaviour.plan}, g_stop);
+    }
+
+    std::unique_ptr<ByteChannel> channel = openChannel(options, endpoint, misbehaviour);
     if (!channel)
-        return reportFailure(options.uart.empty() ? options.tcp : options.uart, eResult::unreachable);
+        return reportFailure(bridge, eResult::unreachable);
     ClientLink link;
     link.attach(std::move(channel));
     if (command == "get")
@@ -156,7 +176,6 @@ int runCommand(const std::string &command, const Options &options, const Endpoin
     if (command == "poll")
         return runPoll(link, options.timeoutMSec);
     stopOnSignal();
-    const TransferSettings settings{options.blockLen, options.timeoutMSec};
     if (command == "upload")
         return runUpload(link, options.fileId, options.path, settings, g_stop);
     if (command == "download")
@@ -186,5 +205,12 @@ int main(int argc, char *argv[])
     const std::optional<Endpoint> endpoint = options.uart.empty() ? parseEndpoint(options.tcp) : Endpoint{};
     if (!endpoint)
         return usageError("--tcp: '" + options.tcp + "' is neither host nor host:port");
-    return runCommand(app.get_subcommands().front()->get_name(), options, *endpoint);
+    Misbehaviour misbehaviour;
+    const std::string wrong =
+        applyFaults(options.faults, misbehaviour.plan, misbehaviour.journal, LumoFaults::eSide::client);
+    if (!wrong.empty())
+        return usageError(wrong);
+    if (options.faults.percent != 0)
+        std::fprintf(stderr, "LumoClient: seed %u\n", *options.faults.seed);
+    return runCommand(app.get_subcommands().front()->get_name(), options, *endpoint, misbehaviour);
 }

@@ -72,6 +72,7 @@ class ScriptedChannel final : public LumoClient::ByteChannel
     }
 
     void close() override { m_isClosed = true; }
+    void pause(u32 msec) override { m_nowMSec += msec; }
     bool isPolled() const override { return m_isPolled; }
     u64 nowMSec() const override { return m_nowMSec; }
 
