@@ -79,7 +79,10 @@ Reaction Machine::takeCommand(Payload payload) const
     const bool isLink = payload.size() == NUMBER_LEN + 1 && readMsbLsbU32(payload.data()) == COMMAND_LINK;
     if (!isLink)
         return shown("unknown command " + shownBytes(payload));
-    return shown(payload.back() != 0 ? "link up" : "link down");
+    const bool isUp = payload.back() != 0;
+    Reaction reaction = shown(isUp ? "link up" : "link down");
+    reaction.event = {'<', isUp ? "link-up" : "link-down"};
+    return reaction;
 }
 
 Reaction Machine::takeVariable(Payload payload)
@@ -93,10 +96,13 @@ Reaction Machine::takeVariable(Payload payload)
 
     Variable *variable = m_variables.find(varId);
     std::optional<Value> value = ValueDecode(payload.subspan(TYPE_OFFSET));
-    if (variable == nullptr || !value || !variable->accepts(*value))
-        return answerRequest(varId);
-    variable->value = std::move(*value);
-    return shown("value " + variable->label() + " = " + shownValue(variable->value));
+    const bool isValue = variable != nullptr && value && variable->accepts(*value);
+    if (isValue)
+        variable->value = std::move(*value);
+    Reaction reaction =
+        isValue ? shown("value " + variable->label() + " = " + shownValue(variable->value)) : answerRequest(varId);
+    reaction.event = variableEvent('<', isValue ? "value" : "ask", payload);
+    return reaction;
 }
 
 // The ticket goes back in front of the bytes in reverse order.
@@ -112,7 +118,7 @@ Reaction Machine::takeBuffer(Payload payload) const
     const std::string line = "buffer ticket " + std::to_string(ticket) + " data " +
                              shownBytes(payload.subspan(BUFFER_DATA_OFFSET)) + " -> " +
                              shownBytes({answerData, answer.payload.end()});
-    return {{std::move(answer)}, {line}};
+    return {{std::move(answer)}, {line}, variableEvent('<', "buffer", payload)};
 }
 
 Reaction Machine::takeFile(Payload payload)
@@ -121,10 +127,18 @@ Reaction Machine::takeFile(Payload payload)
         return shown("damaged file message " + shownBytes(payload));
     const u32 fileId = readMsbLsbU32(payload.data());
     std::string name(payload.begin() + NUMBER_LEN, payload.end());
+    Reaction reaction;
     if (!name.starts_with('/') || name == m_fileAnnounced)
-        return answerFileRequest(fileId);
+    {
+        reaction = answerFileRequest(fileId);
+        reaction.event = {'<', "ask-file", {}, fileId};
+        return reaction;
+    }
     m_fileAnnounced = std::move(name);
-    return shown("file " + std::to_string(fileId) + " received: " + shownFile(m_fileAnnounced));
+    const std::optional<LumoFaults::FileContent> content = LumoFaults::contentOf(m_fileAnnounced);
+    reaction = shown("file " + std::to_string(fileId) + " received: " + shownFile(m_fileAnnounced, content));
+    reaction.event = {'<', "file-end", {}, fileId, "done", content ? content->text() : ""};
+    return reaction;
 }
 
 // A name of one byte counts as none.

@@ -4,6 +4,7 @@
 
 #include "LumoSmuSim/MachineFiles.h"
 #include "LumoSmuSim/Variables.h"
+#include "tools/Faults/Journal.h"
 #include "toviCommonLib/toviSMUConn.h"
 
 #include <span>
@@ -25,8 +26,9 @@ struct Message
 
 struct Reaction
 {
-    std::vector<Message> messages;  // for the bridge, in order
-    std::vector<std::string> lines; // for people, one event each, safe on a terminal
+    std::vector<Message> messages;                      // for the bridge, in order
+    std::vector<std::string> lines;                     // for people, one event each, safe on a terminal
+    std::optional<LumoFaults::JournalEvent> event = {}; // what came, for the journal
 };
 
 class Machine

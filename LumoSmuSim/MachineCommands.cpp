@@ -55,6 +55,7 @@ const char *Machine::helpText()
            "ping               send a ping\n"
            "die                tell the bridge to end\n"
            "drift MS           let the temperatures change every MS milliseconds and push them; 0 to stop\n"
+           "fault VERB [N]     hit the next message to the bridge\n"
            "list               show all variables\n"
            "help               show this\n"
            "quit               end the simulator";

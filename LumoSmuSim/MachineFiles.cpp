@@ -1,12 +1,8 @@
 #include "LumoSmuSim/MachineFiles.h"
 
 #include "LTProto/LTProto/ValueText.h"
-#include "LTProto/Tools/Hex.h"
-#include "toviCommonLib/OS/linux/linuxOSFile.h"
-#include "toviCommonLib/tovimd5.h"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <cstdlib>
 #include <vector>
@@ -18,8 +14,6 @@ namespace fs = std::filesystem;
 
 namespace
 {
-
-constexpr size_t READ_LEN = 65536;
 
 bool beginsWithId(const std::string &name, u32 fileId)
 {
@@ -76,23 +70,16 @@ bool MachineFiles::makeCopyFolder()
 
 std::string shownFile(const std::string &path)
 {
+    return shownFile(path, LumoFaults::contentOf(path));
+}
+
+std::string shownFile(const std::string &path, const std::optional<LumoFaults::FileContent> &content)
+{
     using LTProtocol::eDataType;
     const std::string name = LTProtocol::ValueText({eDataType::STRING_UTF, 0, 0, {path.begin(), path.end()}});
-    const platform::FileDescriptor file = platform::file_openForRead(path.c_str());
-    tovi::MD5 md5;
-    u64 size = 0;
-    std::vector<u8> bytes(READ_LEN);
-    i64 count = file.isOpen() ? platform::file_read(file, bytes.data(), READ_LEN) : -1;
-    for (; count > 0; count = platform::file_read(file, bytes.data(), READ_LEN))
-    {
-        md5.update(bytes.data(), static_cast<u32>(count));
-        size += static_cast<u64>(count);
-    }
-    if (count < 0)
+    if (!content)
         return name + " (cannot be read)";
-    const tovi::MD5::Digest digest = md5.finish();
-    return name + " (" + std::to_string(size) + " bytes, MD5 " +
-           Tools::ToHex(digest.data(), static_cast<u32>(digest.size()), 0) + ")";
+    return name + " (" + std::to_string(content->size) + " bytes, MD5 " + content->md5() + ")";
 }
 
 } // namespace LumoSmuSim

@@ -4,7 +4,7 @@
 // a temporary folder that lasts as long as this object.
 #pragma once
 
-#include "toviCommonLib/toviTypes.h"
+#include "tools/Faults/FileContent.h"
 
 #include <filesystem>
 #include <optional>
@@ -38,5 +38,6 @@ class MachineFiles
 
 // "/a/b.bin (60000 bytes, MD5 0cc1..)" or "/a/b.bin (cannot be read)", safe on a terminal.
 std::string shownFile(const std::string &path);
+std::string shownFile(const std::string &path, const std::optional<LumoFaults::FileContent> &content);
 
 } // namespace LumoSmuSim

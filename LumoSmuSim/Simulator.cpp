@@ -36,13 +36,14 @@ u16 boundPort(const OSSocket &listener)
 
 } // namespace
 
-Simulator::Simulator(const Settings &settings)
-    : m_settings(settings), m_machine(settings.filesFolder), m_input(STDIN_FILENO)
+Simulator::Simulator(const Settings &settings, const LumoFaults::Journal &journal)
+    : m_settings(settings), m_journal(journal), m_machine(settings.filesFolder), m_input(STDIN_FILENO)
 {
 }
 
 Simulator::~Simulator()
 {
+    dropBridge("closed");
     platform::socket_close(m_listener);
 }
 
@@ -84,10 +85,13 @@ void Simulator::run()
 
 int Simulator::pollTimeoutMSec() const
 {
-    if (!isDrifting())
+    constexpr u64 NEVER = std::numeric_limits<u64>::max();
+    const u64 dueAtMSec =
+        std::min(isDrifting() ? m_driftAtMSec : NEVER, m_bridge ? m_bridge->lateAtMSec().value_or(NEVER) : NEVER);
+    if (dueAtMSec == NEVER)
         return -1;
     const u64 now = platform::getTimeNowMSec();
-    const u64 left = m_driftAtMSec - std::min(m_driftAtMSec, now);
+    const u64 left = dueAtMSec - std::min(dueAtMSec, now);
     return static_cast<int>(std::min<u64>(left, std::numeric_limits<int>::max()));
 }
 
@@ -96,8 +100,8 @@ void Simulator::acceptBridge()
     OSSocket accepted;
     if (!platform::socket_accept(m_listener, &accepted))
         return platform::socket_close(accepted);
-    dropBridge();
-    m_bridge = std::make_unique<BridgeLink>(accepted);
+    dropBridge("closed");
+    m_bridge = std::make_unique<BridgeLink>(accepted, m_settings.plan, m_journal);
     std::puts("bridge connected");
 }
 
@@ -109,8 +113,12 @@ void Simulator::serveBridge()
         switch (m_bridge->receive(message))
         {
         case BridgeLink::eReceived::NOTHING: return;
-        case BridgeLink::eReceived::LOST: return dropBridge();
-        case BridgeLink::eReceived::MESSAGE: react(m_machine.take(message)); break;
+        case BridgeLink::eReceived::LOST: return dropBridge("lost");
+        case BridgeLink::eReceived::MESSAGE:
+            if (message.what == tovi::SMUConn::WHAT_IDENTIFY)
+                m_journal.write({'>', "up"});
+            react(m_machine.take(message));
+            break;
         }
         if (message.what == tovi::SMUConn::WHAT_IDENTIFY && m_bridge)
             for (const std::string &line : std::exchange(m_settings.commands, {}))
@@ -118,12 +126,22 @@ void Simulator::serveBridge()
     }
 }
 
-void Simulator::dropBridge()
+void Simulator::dropBridge(const char *how)
 {
     if (!m_bridge)
         return;
+    if (m_bridge->isIdentified())
+        m_journal.write({'>', "down", {}, {}, how});
     m_bridge.reset();
     std::puts("bridge left");
+}
+
+// The next bridge is served as if this one had never been.
+void Simulator::leaveBridgeAlone()
+{
+    m_journal.write({'>', "down", {}, {}, "vanished"});
+    m_vanished.push_back(std::move(m_bridge));
+    std::puts("vanished from the bridge");
 }
 
 void Simulator::readInput()
@@ -152,6 +170,8 @@ void Simulator::endInput()
 void Simulator::runTimers()
 {
     const u64 now = platform::getTimeNowMSec();
+    if (m_bridge)
+        m_bridge->sendLate();
     if (isDrifting() && now >= m_driftAtMSec)
     {
         m_driftAtMSec = now + m_machine.driftMSec();
@@ -161,6 +181,13 @@ void Simulator::runTimers()
 
 void Simulator::doCommand(std::string_view line)
 {
+    constexpr std::string_view FAULT = "fault ";
+    if (line.starts_with(FAULT))
+    {
+        const bool isOrdered = m_settings.plan.order(line.substr(FAULT.size()));
+        std::puts(isOrdered ? "fault ordered" : "fault: no fault of a machine, try help");
+        return;
+    }
     const u32 driftBefore = m_machine.driftMSec();
     react(m_machine.command(line));
     if (m_machine.driftMSec() != driftBefore)
@@ -169,6 +196,8 @@ void Simulator::doCommand(std::string_view line)
 
 void Simulator::react(const Reaction &reaction)
 {
+    if (reaction.event)
+        m_journal.write(*reaction.event);
     for (const std::string &line : reaction.lines)
         std::puts(line.c_str());
     if (!reaction.messages.empty() && !isBridgeIdentified())
@@ -177,10 +206,12 @@ void Simulator::react(const Reaction &reaction)
         return;
     }
     for (const Message &message : reaction.messages)
-        if (m_bridge->isOpen() && !m_bridge->send(message))
+        if (m_bridge->isOpen() && !m_bridge->hasVanished() && !m_bridge->send(message))
             std::puts("a message could not be sent");
-    if (m_bridge && !m_bridge->isOpen())
-        dropBridge();
+    if (m_bridge && m_bridge->hasVanished())
+        leaveBridgeAlone();
+    else if (m_bridge && !m_bridge->isOpen())
+        dropBridge("closed");
 }
 
 } // namespace LumoSmuSim

@@ -17,12 +17,13 @@ struct Settings
     std::string filesFolder;           // whose files are offered, empty for none
     std::vector<std::string> commands; // given once, when the first bridge is at work
     bool quitsAtInputEnd = false;
+    LumoFaults::FaultPlan plan{LumoFaults::eSide::machine};
 };
 
 class Simulator
 {
   public:
-    explicit Simulator(const Settings &settings);
+    Simulator(const Settings &settings, const LumoFaults::Journal &journal);
     ~Simulator();
     Simulator(const Simulator &) = delete;
     Simulator &operator=(const Simulator &) = delete;
@@ -37,7 +38,8 @@ class Simulator
     int pollTimeoutMSec() const;
     void acceptBridge();
     void serveBridge();
-    void dropBridge();
+    void dropBridge(const char *how);
+    void leaveBridgeAlone();
     void readInput();
     void endInput();
     void runTimers();
@@ -47,12 +49,14 @@ class Simulator
     bool isBridgeIdentified() const { return m_bridge && m_bridge->isIdentified(); }
 
     Settings m_settings;
+    const LumoFaults::Journal &m_journal;
     Machine m_machine;
     OSSocket m_listener;
-    std::unique_ptr<BridgeLink> m_bridge; // null while none is connected
-    std::string m_inputLine;              // typed so far
-    int m_input;                          // descriptor, below 0 once it ended
-    u64 m_driftAtMSec = 0;                // when the next step is due
+    std::unique_ptr<BridgeLink> m_bridge;                // null while none is connected
+    std::vector<std::unique_ptr<BridgeLink>> m_vanished; // open, but without a sound
+    std::string m_inputLine;                             // typed so far
+    int m_input;                                         // descriptor, below 0 once it ended
+    u64 m_driftAtMSec = 0;                               // when the next step is due
     bool m_isRunning = true;
 };
 

@@ -1,6 +1,7 @@
 // LumoSmuSim: a coffee machine to run the bridge against.
 #include "LumoSmuSim/Simulator.h"
 
+#include "tools/Faults/FaultOptions.h"
 #include "toviCommonLib/OS/linux/linuxOSTermination.h"
 #include "toviCommonLib/tovi.h"
 
@@ -26,6 +27,7 @@ struct Options
     Settings settings;
     std::string listen = "127.0.0.1:2283";
     std::string atInputEnd = "keep";
+    LumoFaults::FaultOptions faults;
 };
 
 // "address:port".
@@ -56,6 +58,7 @@ void describe(CLI::App &app, Options &options)
     app.add_option("--exec-on-stdin-eof", options.atInputEnd, "What the end of standard input does")
         ->check(CLI::IsMember({"keep", "quit"}))
         ->option_text("keep|quit (keep)");
+    LumoFaults::describeFaults(app, options.faults, LumoFaults::eSide::machine);
     app.footer(
         std::string("Commands on standard input, one on each line:\n") + Machine::helpText() +
         "\n\nA variable message of the bridge counts as a request, unless it carries a value of the kind that a\n"
@@ -65,8 +68,9 @@ void describe(CLI::App &app, Options &options)
         "that is deleted when the simulator ends; nothing happens to the files themselves.");
 }
 
-int run(const Settings &settings)
+int run(const Options &options, const LumoFaults::Journal &journal)
 {
+    const Settings &settings = options.settings;
     if (fcntl(STDIN_FILENO, F_GETFD) < 0)
         open("/dev/null", O_RDONLY); // descriptor 0 is standard input, never a socket
     std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
@@ -77,11 +81,15 @@ int run(const Settings &settings)
     }
     int status = EXIT_DONE;
     {
-        Simulator simulator(settings);
-        if (simulator.listen())
-            simulator.run();
-        else
+        Simulator simulator(settings, journal);
+        if (!simulator.listen())
             status = EXIT_CANNOT_START;
+        else
+        {
+            if (options.faults.percent != 0)
+                std::printf("seed %u\n", *options.faults.seed);
+            simulator.run();
+        }
     }
     tovi::deinit();
     platform::termination_release();
@@ -111,5 +119,12 @@ int main(int argc, char *argv[])
         return EXIT_USAGE;
     }
     options.settings.quitsAtInputEnd = options.atInputEnd == "quit";
-    return run(options.settings);
+    LumoFaults::Journal journal;
+    const std::string wrong = applyFaults(options.faults, options.settings.plan, journal, LumoFaults::eSide::machine);
+    if (!wrong.empty())
+    {
+        std::fprintf(stderr, "LumoSmuSim: %s\n", wrong.c_str());
+        return EXIT_USAGE;
+    }
+    return run(options, journal);
 }
