@@ -1,0 +1,29 @@
+// Whether the journals of a client and of a machine fit together, as the two links promise it:
+//   - each answer is under a ticket that was given and is open: none twice;
+//   - what one side hears is what the other said: unchanged, in the same order, no more often;
+//   - what the bridge acknowledged reaches the machine: a value, a request, a raw buffer, a file whole and once;
+//   - the link states that the machine is told alternate, and each has its cause at the client.
+// What may be missing: what the bridge sends to a client, which can leave at any time, and all that was under way when
+// the machine lost its bridge. What a damaged packet carried may come changed; nothing else is excused by a fault.
+// Both journals come from one computer, so that their times compare.
+#pragma once
+
+#include "tools/Faults/Journal.h"
+
+namespace HistoryCheck
+{
+
+using LumoFaults::JournalLine;
+using Lines = std::vector<JournalLine>;
+
+struct Violation
+{
+    std::string text;
+    const JournalLine *line = nullptr;
+    const JournalLine *other = nullptr; // null when there is none
+};
+
+// In no particular order. The violations point into the lines.
+std::vector<Violation> checkHistory(const Lines &client, const Lines &machine);
+
+} // namespace HistoryCheck
