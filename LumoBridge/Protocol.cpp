@@ -36,7 +36,8 @@ u16 payloadFor(eComType type, u32 payload)
 
 } // namespace
 
-Protocol::Protocol(Tools::LogTracer *logTracer) : m_logTracer(logTracer)
+Protocol::Protocol(Tools::LogTracer *logTracer, LTProtocol::LTProto::Clock clock)
+    : m_logTracer(logTracer), m_comProtocol(clock)
 {
     m_comProtocol.LogTracer(logTracer);
 }
@@ -51,9 +52,22 @@ int Protocol::Init(const sHThreadMsgR &read, const sHThreadMsgW &write, eComType
 {
     if (type == eComType::UNDEFINED || type > eComType::UART_SUBSCRIBER)
         return 1;
-    if (!m_comProtocol.Init(m_wg, EVENT_FROM_PROTOCOL, EVENT_FROM_PROTOCOL_SERVER, type, device,
-                            payloadFor(type, payload)))
-        return 1;
+    const bool opened = m_comProtocol.Init(m_wg, EVENT_FROM_PROTOCOL, EVENT_FROM_PROTOCOL_SERVER, type, device,
+                                           payloadFor(type, payload));
+    return opened ? JoinQueues(read, write) : 1;
+}
+
+int Protocol::Init(const sHThreadMsgR &read, const sHThreadMsgW &write, eComType type,
+                   std::unique_ptr<tovi::ComDevice> openDevice, u32 payload)
+{
+    const bool joined = m_comProtocol.Init(m_wg, EVENT_FROM_PROTOCOL, EVENT_FROM_PROTOCOL_SERVER, type,
+                                           std::move(openDevice), payloadFor(type, payload));
+    return joined ? JoinQueues(read, write) : 1;
+}
+
+// 0, or 2 when a queue cannot be waited on.
+int Protocol::JoinQueues(const sHThreadMsgR &read, const sHThreadMsgW &write)
+{
     m_mqRead = read;
     m_mqWrite = write;
     if (read.uid.isInvalid() || write.uid.isInvalid() || !m_wg.addMsgQ(m_mqRead, EVENT_FROM_MQ))
@@ -103,19 +117,17 @@ void Protocol::Process()
         const bool leftOver = std::exchange(m_mqHasMore, false);
         const u8 n = m_wg.wait(leftOver ? 0 : std::min(m_comProtocol.IdleIn(), m_comProtocol.WaitingTimeout()));
         for (u8 i = 0; i < n; ++i)
-        {
             HandleEvent(m_wg.getEventUserParamAsU32(i));
-            ConnectionCheck();
-        }
         if (leftOver)
             MqReceive();
-        if (m_comProtocol.IdleIn() == 0)
-            OnTimeout();
+        IdleStep();
     }
 }
 
-void Protocol::OnTimeout()
+void Protocol::IdleStep()
 {
+    if (m_comProtocol.IdleIn() != 0)
+        return;
     LogPrint("Protocol::Process::Timeout");
     m_comProtocol.OnEventTimeout();
     if (m_comProtocol.ClientIsSilent())
@@ -142,6 +154,7 @@ void Protocol::HandleEvent(u32 userParam)
         break;
     default: LogPrint("Protocol::Unknown event");
     }
+    ConnectionCheck();
 }
 
 // ---- Link state.

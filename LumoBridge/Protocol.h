@@ -21,7 +21,7 @@ class Protocol
     static constexpr u32 EVENT_FROM_MQ = 34;              // the main thread sent something
 
     // The tracer is borrowed, may be null and must outlive the object; thread and engine share it.
-    explicit Protocol(Tools::LogTracer *logTracer);
+    explicit Protocol(Tools::LogTracer *logTracer, LTProtocol::LTProto::Clock clock = platform::getTimeNowMSec);
     ~Protocol();
     Protocol(const Protocol &) = delete;
     Protocol &operator=(const Protocol &) = delete;
@@ -30,6 +30,10 @@ class Protocol
     // (socket). 0 on success; 1 for a wrong type or a device that cannot be had; 2 for a queue that cannot be waited on.
     int Init(const sHThreadMsgR &read, const sHThreadMsgW &write, eComType type, const char *device, u32 payload);
 
+    // As above on a device that is already open.
+    int Init(const sHThreadMsgR &read, const sHThreadMsgW &write, eComType type,
+             std::unique_ptr<tovi::ComDevice> openDevice, u32 payload);
+
     // Starts the thread; false without a successful Init, or when the system gives no thread.
     bool Start();
 
@@ -37,13 +41,17 @@ class Protocol
     // running. A stop before the thread's first step counts as well.
     bool Stop();
 
+    // The steps of the thread's loop, for an owner that takes them itself instead of calling Start: a source of that user
+    // value is ready; the client link may have been silent for long enough.
+    void HandleEvent(u32 userParam);
+    void IdleStep();
+
     u16 PayloadSize() const { return m_comProtocol.PayloadSize(); }
 
   private:
+    int JoinQueues(const sHThreadMsgR &read, const sHThreadMsgW &write);
     static i16 ThreadStart(void *self);
     void Process();
-    void HandleEvent(u32 userParam);
-    void OnTimeout();
 
     // Tells the main thread when `up` is news; true when it was.
     bool ConnectionState(bool up);

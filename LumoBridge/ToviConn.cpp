@@ -148,6 +148,14 @@ bool ToviConn::Connect(const char *address, u16 port, const sOSEvent *cancel)
     return true;
 }
 
+bool ToviConn::Connect(const OSSocket &connected)
+{
+    if (m_smuConn.connect(connected, IDENTIFICATION_CODE, 1, 0, 0, 0) != eSocketError::none)
+        return false;
+    m_rcvBuffer.setup(tovi::memory_getSysHeapAllocator(), RECEIVE_BUFFER_LEN);
+    return true;
+}
+
 eToviConnStatus ToviConn::MessageProcess(LTData &record)
 {
     for (u32 i = 0; i < MESSAGES_WITHOUT_RECORD_MAX; ++i)

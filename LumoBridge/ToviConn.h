@@ -29,6 +29,9 @@ class ToviConn
     // Connects to a dotted address; port 0 is 2283. `cancel` (borrowed, may be null) gives up when it was fired.
     bool Connect(const char *address, u16 port, const sOSEvent *cancel);
 
+    // As above, in one attempt, on a connected socket; it is owned from here on.
+    bool Connect(const OSSocket &connected);
+
     // The port that Connect uses for `port`.
     static u16 ConnectionPort(u16 port) { return port != 0 ? port : tovi::smu::PORT_DEFAULT; }
 

@@ -70,6 +70,12 @@ eSocketError SMUConn::connect(const char *address, u32 port, u32 identCode, u8 o
     }
 }
 
+eSocketError SMUConn::connect(const OSSocket &connected, u32 identCode, u8 opt1, u8 opt2, u8 opt3, u32 opt32)
+{
+    disconnect();
+    return priv_begin(connected, {identCode, opt1, opt2, opt3, opt32});
+}
+
 eSocketError SMUConn::priv_connectOnce(const char *address, u32 port, const sIdentity &identity)
 {
     OSSocket sok;
@@ -78,7 +84,12 @@ eSocketError SMUConn::priv_connectOnce(const char *address, u32 port, const sIde
         return error;
     platform::socket_setWriteTimeoutMSec(sok, SOCKET_WRITE_TIMEOUT_MSEC);
     platform::socket_setNoDelay(sok);
+    return priv_begin(sok, identity);
+}
 
+// On a connected socket, which is owned from here on.
+eSocketError SMUConn::priv_begin(const OSSocket &sok, const sIdentity &identity)
+{
     channel = allocatorNew<ProtocolChSocketTCP>(*localAllocator, localAllocator, READ_BUFFER_START, READ_BUFFER_MAX);
     channel->setSocket(sok);
     channel->setCancelEvent(cancelEvent);

@@ -42,6 +42,9 @@ class SMUConn
                          u8 nAttempts);
     eSocketError connect(const sOSNetAddr &address, u32 identCode, u8 opt1, u8 opt2, u8 opt3, u32 opt32, u8 nAttempts);
 
+    // As above, once, on a connected socket; it is owned from here on.
+    eSocketError connect(const OSSocket &connected, u32 identCode, u8 opt1, u8 opt2, u8 opt3, u32 opt32);
+
     // Tells the SMU the end and frees the link; safe when not connected.
     void disconnect();
 
@@ -78,6 +81,7 @@ class SMUConn
     };
 
     eSocketError priv_connectOnce(const char *address, u32 port, const sIdentity &identity);
+    eSocketError priv_begin(const OSSocket &sok, const sIdentity &identity);
     eSocketError priv_identify(const sIdentity &identity);
     bool priv_waitIdentifyAnswer();
     void priv_free();
