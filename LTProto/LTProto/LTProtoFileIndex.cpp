@@ -144,10 +144,10 @@ bool LTProto::ReceiveFileIndexScanFilSystem()
         const bool isNumber = entry.m_fileName != 0 && entry.FileNameAsString() == name;
         if (isNumber && std::binary_search(known.begin(), known.end(), entry.m_fileName))
             continue;
-        if (isNumber && m_fileIndexDamaged)
-            m_fileReceiveList.push_back(entry);
-        else
+        if (!isNumber || !m_fileIndexDamaged)
             platform::file_delete((folder + name).c_str());
+        else if (platform::file_isRegular((folder + name).c_str()))
+            m_fileReceiveList.push_back(entry);
     }
     return std::any_of(m_fileReceiveList.begin(), m_fileReceiveList.end(),
                        [](const RcvFile &entry) { return !entry.m_filePresence; });
