@@ -1,5 +1,5 @@
-// Packets of the client link as tests write them: Framed("2A 01") is the whole ACK packet. The checksum is computed by
-// its definition, one bit at a time, apart from the code under test.
+// Packets of both links as tests write them: Framed("2A 01") is the whole ACK packet. Checksums are computed by their
+// definition, the CRC one bit at a time, apart from the code under test.
 #pragma once
 
 #include "tests/HexBytes.h"
@@ -36,4 +36,22 @@ inline std::vector<u8> Framed(const std::vector<u8> &content)
 inline std::vector<u8> Framed(const std::string &content)
 {
     return Framed(Hex(content));
+}
+
+// A message of the machine link in its frame.
+inline std::vector<u8> consoleFrame(const std::vector<u8> &message)
+{
+    u32 sum = 0;
+    for (u8 byte : message)
+        sum += byte;
+    const size_t n = message.size();
+    std::vector<u8> frame = {0xC8, 0xA6, static_cast<u8>(n > 255 ? 0xFE : 0xFD)};
+    if (n > 255)
+        frame.push_back(static_cast<u8>(n >> 8));
+    frame.push_back(static_cast<u8>(n));
+    frame.insert(frame.end(), message.begin(), message.end());
+    if (n > 255)
+        frame.push_back(static_cast<u8>(sum >> 8));
+    frame.push_back(static_cast<u8>(sum));
+    return frame;
 }

@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <gtest/gtest.h>
+#include <netinet/tcp.h>
 
 inline std::string hexOf(const std::vector<u8> &bytes)
 {
@@ -20,22 +21,11 @@ inline std::string hexOf(const std::vector<u8> &bytes)
     return text;
 }
 
-// A message of the machine link in its frame.
-inline std::vector<u8> consoleFrame(const std::vector<u8> &message)
+// Two writes without an answer between them do not wait for each other.
+inline void sendAtOnce(const Descriptor &link)
 {
-    u32 sum = 0;
-    for (u8 byte : message)
-        sum += byte;
-    const size_t n = message.size();
-    std::vector<u8> frame = {0xC8, 0xA6, static_cast<u8>(n > 255 ? 0xFE : 0xFD)};
-    if (n > 255)
-        frame.push_back(static_cast<u8>(n >> 8));
-    frame.push_back(static_cast<u8>(n));
-    frame.insert(frame.end(), message.begin(), message.end());
-    if (n > 255)
-        frame.push_back(static_cast<u8>(sum >> 8));
-    frame.push_back(static_cast<u8>(sum));
-    return frame;
+    const int on = 1;
+    setsockopt(link.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
 }
 
 // The machine control unit: the server end of the machine link.
@@ -54,6 +44,7 @@ class RawSmu
         pollfd source{m_listener.get(), POLLIN, 0};
         ASSERT_EQ(poll(&source, 1, PATIENCE_MSEC), 1) << "no bridge came";
         m_link = Descriptor(accept(m_listener.get(), nullptr, nullptr));
+        sendAtOnce(m_link);
     }
 
     // Takes the bridge, shakes hands and checks its IDENTIFY; does not answer it.
