@@ -10,6 +10,12 @@ target_compile_options(lumo_options INTERFACE -Wall -Wextra -Wshadow -Wconversio
 target_compile_definitions(lumo_options INTERFACE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
 target_link_options(lumo_options INTERFACE -Wl,--as-needed)
 
+option(LUMO_FUZZ "Build the fuzz targets for libFuzzer instead of as tests" OFF)
+if(LUMO_FUZZ)
+    target_compile_options(lumo_options INTERFACE -fsanitize=fuzzer-no-link)
+    target_link_options(lumo_options INTERFACE -fsanitize=fuzzer-no-link)
+endif()
+
 if(LUMO_SANITIZE)
     target_compile_options(lumo_options INTERFACE
         -fsanitize=${LUMO_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
