@@ -92,5 +92,5 @@ const char *optionsHelp()
            "\n"
            "The first of -socket and -uart counts. Type x to end the program.\n"
            "Exit status: 0 after a normal end, or when the client link cannot be opened;\n"
-           "255 when the SMU cannot be reached or the program cannot start.\n";
+           "255 when the SMU cannot be reached, the program cannot start, or no memory is left.\n";
 }

@@ -59,7 +59,7 @@ void *AllocatorSimple<TTrackingPolicy>::virt_do_alloc(size_t sizeInBytes, u32 al
     const u32 total = rounded + NUM_OF_RESERVED_BYTES;
     u8 *block = static_cast<u8 *>(platform::alignedAlloc(alignment, total));
     if (block == nullptr)
-        return nullptr;
+        throw std::bad_alloc(); // nobody goes on without what the block was for: a message, a buffer
     m_tracking.onAlloc(total);
     utils::writeMsbLsbU16(block + 2, getID());
     utils::writeMsbLsbU32(block + 4, total | (flag ? FLAG_BIT : 0) | (alignment == 8 ? ALIGNED_TO_8_BIT : 0));

@@ -25,7 +25,8 @@ class Allocator
     // Bytes that the block takes from the system, its header included.
     virtual u32 getAllocatedSize(const void *p) const = 0;
 
-    // `file` and `line` name the caller and may be empty and 0; `flag` is kept with the block. Null without memory.
+    // `file` and `line` name the caller and may be empty and 0; `flag` is kept with the block. Null for a size that
+    // no block can have; without memory std::bad_alloc.
     virtual void *virt_do_alloc(size_t sizeInBytes, u32 align, const char *file, u32 line, bool flag) = 0;
     virtual void virt_do_dealloc(void *p, bool flag) = 0;
 
