@@ -87,8 +87,8 @@ u16 LTProto::ReceiveFileIndexLoad()
     const std::string path = m_fileReceiveListIndexName.ToStdString();
     const std::string keptAside = (m_fileReceivePath + FILE_INDEX_BAD_NAME).ToStdString();
     // Without an index beside it, the damaged one was set aside and no new one could be written.
-    m_fileIndexDamaged = platform::file_exists(keptAside.c_str());
-    if (!platform::file_exists(path.c_str()))
+    m_fileIndexDamaged = platform::file_exists(keptAside.c_str(), true);
+    if (!platform::file_exists(path.c_str(), true))
         return 0;
     const platform::FileDescriptor file = platform::file_openForRead(path.c_str());
     u64 size = 0;
@@ -115,11 +115,12 @@ u16 LTProto::ReceiveFileIndexLoad()
     return static_cast<u16>(std::min<u32>(count, UINT16_MAX));
 }
 
+// An entry goes with its file, not with a question that the system could not answer.
 void LTProto::ReceiveFilePresenceCheck()
 {
     for (RcvFile &entry : m_fileReceiveList)
         entry.m_filePresence =
-            platform::file_isRegular(entry.FileNameWithPath(m_fileReceivePath).ToStdString().c_str());
+            platform::file_isRegular(entry.FileNameWithPath(m_fileReceivePath).ToStdString().c_str(), true);
 }
 
 // Marks the entries whose file is on disk and deletes the files that have no entry. True when an entry's file is

@@ -15,6 +15,11 @@ namespace
 
 constexpr mode_t FILE_MODE = S_IRUSR | S_IWUSR | S_IRGRP;
 
+bool isAbsence(int error)
+{
+    return error == ENOENT || error == ENOTDIR;
+}
+
 // What makes a rename last; not every file system can, and none needs to report it.
 void flushFolderOf(const std::string &path)
 {
@@ -92,16 +97,16 @@ bool file_cutBack(const FileDescriptor &file, u64 size)
     return ftruncate(file.get(), end) == 0 && lseek(file.get(), end, SEEK_SET) == end;
 }
 
-bool file_exists(const char *path)
+bool file_exists(const char *path, bool unsure)
 {
     struct stat info;
-    return lstat(path, &info) == 0;
+    return lstat(path, &info) == 0 || (unsure && !isAbsence(errno));
 }
 
-bool file_isRegular(const char *path)
+bool file_isRegular(const char *path, bool unsure)
 {
     struct stat info;
-    return lstat(path, &info) == 0 && S_ISREG(info.st_mode);
+    return lstat(path, &info) == 0 ? S_ISREG(info.st_mode) : unsure && !isAbsence(errno);
 }
 
 bool file_delete(const char *path)

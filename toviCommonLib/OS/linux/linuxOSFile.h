@@ -52,11 +52,11 @@ bool file_write(const FileDescriptor &file, const void *data, u32 size);
 // Drops what stands behind the first `size` bytes; the next write goes there.
 bool file_cutBack(const FileDescriptor &file, u64 size);
 
-// Whether anything of that name is there.
-bool file_exists(const char *path);
+// Whether anything of that name is there. `unsure` is the answer when the system cannot tell.
+bool file_exists(const char *path, bool unsure = false);
 
-// Whether a regular file of that name is there; a link is none.
-bool file_isRegular(const char *path);
+// Whether a regular file of that name is there; a link is none. `unsure` as above.
+bool file_isRegular(const char *path, bool unsure = false);
 
 // Deletes a regular file, nothing else.
 bool file_delete(const char *path);
