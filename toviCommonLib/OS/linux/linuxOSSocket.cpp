@@ -68,7 +68,7 @@ int connectTo(const sOSSocket &sok, const sockaddr_in &address, const sOSEvent *
     fcntl(descriptorOf(sok), F_SETFL, flags | O_NONBLOCK);
     int error = 0;
     if (connect(descriptorOf(sok), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0)
-        error = errno == EINPROGRESS ? awaitConnected(sok, cancel) : errno;
+        error = errno == EINPROGRESS || errno == EINTR ? awaitConnected(sok, cancel) : errno;
     fcntl(descriptorOf(sok), F_SETFL, flags);
     return error;
 }
@@ -160,10 +160,12 @@ eSocketError socket_openAsTCPClient(sOSSocket *out, const char *ip, u32 port, co
         return error;
     if (port > 0xFFFF)
         return closeWith(out, eSocketError::invalidParameter);
-    // The look-up is a check alone: the address used is the dotted text itself.
-    if (gethostbyname(ip) == nullptr)
+    // The look-up is a check alone: the address used is the dotted text itself, for which the answer is known. glibc's
+    // look-up hangs for ever when it finds no memory.
+    const in_addr_t address = inet_addr(ip);
+    if (address == INADDR_NONE && gethostbyname(ip) == nullptr)
         return closeWith(out, eSocketError::no_such_host);
-    const int error = connectTo(*out, makeAddress(inet_addr(ip), static_cast<int>(port)), cancel);
+    const int error = connectTo(*out, makeAddress(address, static_cast<int>(port)), cancel);
     return error == 0 ? eSocketError::none : closeWith(out, connectErrorFromErrno(error));
 }
 
@@ -201,7 +203,12 @@ int socket_read(sOSSocket &sok, void *buffer, u16 nMaxBytesToRead, u32 timeoutMS
 
 int socket_readNoWait(sOSSocket &sok, void *buffer, u16 nMaxBytesToRead)
 {
-    return receive(sok, buffer, nMaxBytesToRead, MSG_DONTWAIT);
+    for (;;)
+    {
+        const int n = receive(sok, buffer, nMaxBytesToRead, MSG_DONTWAIT);
+        if (n >= 0 || errno != EINTR)
+            return n;
+    }
 }
 
 eSocketWait socket_waitReadable(const sOSSocket &sok, u32 timeoutMSec, const sOSEvent *cancel)
