@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <new>
 
 namespace LTProtocol
 {
@@ -69,8 +68,6 @@ bool LTProto::PacketSend(eCommandType type, const void *head, u32 headLen, const
     }
     const u32 lengthField = PACKET_HEADER_LEN + static_cast<u32>(payloadLen);
     u8 *packet = SendBufferOfSize(lengthField + PACKET_CRC_LEN);
-    if (packet == nullptr)
-        return false;
     packet[0] = PACKET_START_MARK;
     tovi::utils::writeMsbLsbU16(packet + LENGTH_OFFSET, static_cast<u16>(lengthField));
     packet[TYPE_OFFSET] = static_cast<u8>(type);
@@ -92,15 +89,15 @@ bool LTProto::PacketSend(eCommandType type, const void *head, u32 headLen, const
     return true;
 }
 
-// The send buffer for a packet of `size` bytes; it only grows. Null, and no packet in it, when there is no memory.
+// The send buffer for a packet of `size` bytes; it only grows.
 u8 *LTProto::SendBufferOfSize(size_t size)
 {
     if (size > m_sndBufferLenMax)
     {
-        m_sndBuffer.reset(new (std::nothrow) u8[size]);
-        m_sndBufferLenMax = m_sndBuffer ? size : 0;
+        m_sndBuffer.reset(new u8[size]);
+        m_sndBufferLenMax = size;
     }
-    m_sndBufferLen = m_sndBuffer ? size : 0;
+    m_sndBufferLen = size;
     return m_sndBuffer.get();
 }
 

@@ -151,7 +151,11 @@ bool socket_accept(const sOSSocket &listener, sOSSocket *out)
     {
         out->socketID = accept4(descriptorOf(listener), nullptr, nullptr, SOCK_CLOEXEC);
     } while (out->socketID < 0 && errno == EINTR);
-    return socket_isOpen(*out) && socket_setReadTimeoutMSec(*out, out->readTimeoutMSec);
+    if (!socket_isOpen(*out) || socket_setReadTimeoutMSec(*out, out->readTimeoutMSec))
+        return socket_isOpen(*out);
+    socket_close(*out);
+    errno = ECONNABORTED; // it is gone, whatever the reason was
+    return false;
 }
 
 eSocketError socket_openAsTCPClient(sOSSocket *out, const char *ip, u32 port, const sOSEvent *cancel)
@@ -259,7 +263,9 @@ bool DescriptorReserve::refuse(const sOSSocket &listener)
 {
     if (m_descriptor >= 0)
         close(m_descriptor);
-    const int refused = accept4(descriptorOf(listener), nullptr, nullptr, SOCK_CLOEXEC);
+    pollfd waiting{descriptorOf(listener), POLLIN, 0};
+    const bool isThere = poll(&waiting, 1, 0) > 0; // else it would be waited for
+    const int refused = isThere ? accept4(descriptorOf(listener), nullptr, nullptr, SOCK_CLOEXEC) : -1;
     if (refused >= 0)
         close(refused);
     m_descriptor = open("/dev/null", O_RDONLY | O_CLOEXEC);
