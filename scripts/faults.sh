@@ -12,7 +12,6 @@ OUT=$PWD/build/${LUMO_PRESET:-release}/faults
 DOCUMENT=docs/quality.md
 KILLS=${LUMO_KILLS:-1000}
 SEEDS=${LUMO_SEEDS:-20}
-IDLE_MOST=0.5 # percent of a processor
 NOBODY=65534  # what no user's folder belongs to
 
 RUNS=(client_faults machine_faults line_faults stalled_client stalled_machine interrupted descriptors full_disk
@@ -43,10 +42,6 @@ orders() {
     printf '%s\n' "${@//NNNN/$(printf %04d $TRIALS)}" | client shell --block 5000 >>client.log 2>&1
 }
 
-is_running() {
-    grep -qs ') [^Z] ' "/proc/$1/stat"
-}
-
 # A machine that drops the link ends the bridge: then the next one is started, as the board does. Of a machine that vanished
 # nothing tells the bridge: people end it.
 ensure_bridge() {
@@ -72,19 +67,6 @@ served() {
     done
     say "serves nobody any more"
     return 1
-}
-
-processor_nsec() {
-    awk '{ sum += $1 } END { print sum }' "/proc/$1/task/"*/schedstat
-}
-
-rests() {
-    local before after
-    before=$(processor_nsec "$BRIDGE")
-    sleep 1
-    after=$(processor_nsec "$BRIDGE")
-    IDLE=$(awk "BEGIN { printf \"%.2f\", ($after - $before) / 1e7 }")
-    awk "BEGIN { exit !($IDLE <= $IDLE_MOST) }" || { say "busy at rest: $IDLE % of a processor"; return 1; }
 }
 
 # The end of each run: the bridge serves, rests and ends well, and both journals fit together.
@@ -347,7 +329,7 @@ by_chance() {
     for ((seed = 1; seed <= SEEDS; ++seed)); do
         FOLDER=$folder/$seed
         mkdir "$FOLDER"
-        STARTS=0 VANISHED=0
+        VANISHED=0
         enter "$link" "$ADDRESS"
         MACHINE_OPTIONS+=(--fault-rate "$rate" --seed "$seed")
         CLIENT_OPTIONS+=(--fault-rate "$rate" --seed "$seed")

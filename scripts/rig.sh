@@ -7,8 +7,8 @@ MACHINE_OPTIONS=()
 BRIDGE_WITH=()    # a command that runs the bridge, such as one that sets its limits
 BRIDGE_OPTIONS=()
 CLIENT_OPTIONS=()
+IDLE_MOST=0.5     # percent of a processor
 PIDS=()
-STARTS=0
 
 # await FILE TEXT [COUNT]: until FILE holds TEXT in COUNT lines; fails after 10 s.
 await() {
@@ -58,12 +58,13 @@ start_machine() {
 }
 
 start_bridge() {
-    STARTS=$((STARTS + 1))
+    local starts
+    starts=$(grep -cF "Max payload lenght" bridge.log || true)
     "${BRIDGE_WITH[@]}" "$BIN/LumoBridge" -server "$MACHINE_AT" "${BRIDGE_LINK[@]}" "${BRIDGE_OPTIONS[@]}" "$@" \
         <bridge.keys >>bridge.log 2>&1 &
     BRIDGE=$!
     PIDS+=($BRIDGE)
-    await bridge.log "Max payload lenght" $STARTS
+    await bridge.log "Max payload lenght" $((starts + 1))
 }
 
 client() {
@@ -84,6 +85,25 @@ type_to_machine() {
 stop_bridge() {
     echo x >&9
     wait "$BRIDGE"
+}
+
+is_running() {
+    grep -qs ') [^Z] ' "/proc/$1/stat"
+}
+
+# processor_nsec PID: what all its threads have used.
+processor_nsec() {
+    awk '{ sum += $1 } END { print sum }' "/proc/$1/task/"*/schedstat
+}
+
+# Says in IDLE what share of a processor the bridge needs for nothing, and whether that is little.
+rests() {
+    local before after
+    before=$(processor_nsec "$BRIDGE")
+    sleep 1
+    after=$(processor_nsec "$BRIDGE")
+    IDLE=$(awk "BEGIN { printf \"%.2f\", ($after - $before) / 1e7 }")
+    awk "BEGIN { exit !($IDLE <= $IDLE_MOST) }" || { say "busy at rest: $IDLE % of a processor"; return 1; }
 }
 
 end_rig() {
