@@ -127,7 +127,7 @@ rm -rf "$OUT"
 mkdir -p "$OUT/tcp" "$OUT/serial"
 PERIOD=$(awk "BEGIN { print ($MINUTES < 10 ? 1 : $MINUTES / 10) }")
 STATUS=0
-bash scripts/soak.sh --in "$OUT/tcp" tcp "$SEED" $((MINUTES * 60)) "$PERIOD" 127.0.97.1 60000 0.2 >"$OUT/tcp.log" 2>&1 &
+bash scripts/soak.sh --in "$OUT/tcp" tcp "$SEED" $((MINUTES * 60)) "$PERIOD" 127.0.97.1 60000 0.05 >"$OUT/tcp.log" 2>&1 &
 TCP=$!
 bash scripts/soak.sh --in "$OUT/serial" serial "$SEED" $((MINUTES * 60)) "$PERIOD" 127.0.97.2 3000 1 >"$OUT/serial.log" 2>&1 &
 wait $! || STATUS=1

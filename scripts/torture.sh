@@ -5,17 +5,30 @@
 # With --quick a sample of all that, and docs/quality.md stays as it is.
 . "$(dirname "$0")/common.sh"
 
-OUT=build/release/torture
+OUT=$PWD/build/torture
 JOBS=$((2 * $(nproc))) # a run is waiting for the most part
+STEP=()
+[ "${1:-}" != --quick ] || STEP=(--step 15)
+
+# torture PRESET PRELOAD NAME: all runs on one build, the table under that name.
+torture() {
+    mkdir -p "$OUT/$3"
+    "$PWD/build/release/bin/Torture" --bridge "$PWD/build/$1/bin/LumoBridge" --preload "$2" --folder "$OUT/$3" \
+        --jobs "$JOBS" --out "$OUT/$3.md" "${STEP[@]}" || { say "TORTURE FOUND FAULTS; see $OUT/$3"; exit 1; }
+}
 
 say "LumoBridge: torture"
 need_packages "${BUILD_TOOLS[@]}" binutils
 build_preset release LumoBridge FailNth Torture
+build_preset asan LumoBridge
 rm -rf "$OUT"
-mkdir -p "$OUT"
-STEP=()
-[ "${1:-}" != --quick ] || STEP=(--step 15)
-build/release/bin/Torture --bridge "$PWD/build/release/bin/LumoBridge" --preload "$PWD/build/release/tools/Torture/libFailNth.so" \
-    --folder "$PWD/$OUT" --jobs "$JOBS" --out "$OUT/table.md" "${STEP[@]}" || { say "TORTURE FOUND FAULTS; see $OUT"; exit 1; }
-[ ${#STEP[@]} -gt 0 ] || fill_section docs/quality.md torture "$OUT/table.md"
+FAIL_NTH=$PWD/build/release/tools/Torture/libFailNth.so
+torture release "$FAIL_NTH" calls
+say "Once more, with the address sanitizer, which has its own memory and looks for leaks at the end"
+export ASAN_OPTIONS=exitcode=23
+torture asan "$(g++ -print-file-name=libasan.so) $FAIL_NTH" leaks
+if [ ${#STEP[@]} -eq 0 ]; then
+    { cat "$OUT/calls.md"; echo "With the address sanitizer, for leaks, without the calls for memory:"; echo; grep -hE '^\| (On|all) |^\|---' "$OUT/leaks.md"; } >"$OUT/table.md"
+    fill_section docs/quality.md torture "$OUT/table.md"
+fi
 say "TORTURE FOUND NO FAULT"
