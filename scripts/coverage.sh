@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Runs the whole suite on a build that counts and says which share of the product's lines and branches ran, by folder; the
-# table goes into docs/quality.md. Branches that only an exception takes do not count. Works on a fresh Debian 12; asks nothing.
+# Runs the whole suite, the demonstrations, some runs with faults and the torture on a build that counts, and says which share
+# of the product's lines and branches ran, by folder; the table goes into docs/quality.md. Branches that only an exception
+# takes do not count. Works on a fresh Debian 12; asks nothing.
 . "$(dirname "$0")/common.sh"
 
 PRESET=coverage
@@ -36,6 +37,14 @@ say "LumoBridge: coverage"
 need_packages "${BUILD_TOOLS[@]}" gcovr
 find "build/$PRESET" -name '*.gcda' -delete 2>/dev/null || true
 test_preset $PRESET
+export LUMO_PRESET=$PRESET LUMO_SEEDS=5
+scripts/demo.sh >/dev/null
+scripts/demo.sh --uart >/dev/null
+scripts/faults.sh client_faults machine_faults line_faults hung_up_line chance_tcp chance_line
+say "Failing calls"
+mkdir -p "build/$PRESET/torture"
+"build/$PRESET/bin/Torture" --bridge "$PWD/build/$PRESET/bin/LumoBridge" --folder "$PWD/build/$PRESET/torture" \
+    --preload "$PWD/build/$PRESET/tools/Torture/libFailNth.so" --jobs $((2 * $(nproc))) --step 2 | tail -n 1
 mkdir -p "$OUT"
 gcovr --root . --filter "$PRODUCT" --exclude-throw-branches --exclude-unreachable-branches --csv "$OUT/files.csv" \
     --html-details "$OUT/index.html" "build/$PRESET"

@@ -43,7 +43,8 @@ enter_rig() {
 
 # The bridge's serial device and the client's, joined at the speed of a real line.
 start_line() {
-    rm -f bridge.tty client.tty cable.log
+    rm -f bridge.tty client.tty
+    : >cable.log
     "$BIN/PtyCable" bridge.tty client.tty 11520 <cable.keys >cable.log &
     CABLE=$!
     PIDS+=($CABLE)

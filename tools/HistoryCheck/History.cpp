@@ -99,7 +99,8 @@ class History
 // ---- Tickets.
 
 // A notice does not say what it is for. Notices come in the order of the requests, but a request may get none: so a
-// ticket may be for any that waits. Tickets end with the connection, and their numbers with the bridge.
+// ticket may be for any that waits. Tickets end with the connection, and their numbers with the bridge; of a serial line it
+// does not see who holds the other end.
 void History::readTickets()
 {
     Tickets tickets;
@@ -107,7 +108,7 @@ void History::readTickets()
     auto machine = m_machine.begin();
     for (const JournalLine &line : m_client)
     {
-        bool isAfresh = line.event == "up";
+        bool isAfresh = line.event == "up" && line.type != "serial";
         for (; machine != m_machine.end() && machine->timeMSec <= line.timeMSec; ++machine)
             isAfresh = isAfresh || machine->event == "up";
         if (isAfresh)
