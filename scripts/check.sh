@@ -25,7 +25,10 @@ forbid LTProto 'LumoBridge|LumoClient|LumoSmuSim|tests' "LTProto includes upward
 forbid LumoBridge 'LumoClient|LumoSmuSim|tests' "LumoBridge includes sideways"
 forbid LumoClient 'LumoBridge|LumoSmuSim|tests' "LumoClient includes sideways"
 forbid LumoSmuSim 'LumoBridge|LumoClient|tests' "LumoSmuSim includes sideways"
-for folder in toviCommonLib LTProto LumoBridge LumoClient LumoSmuSim tests; do
+for folder in toviCommonLib LTProto LumoBridge; do
+    forbid $folder 'tools|fuzz' "$folder includes what tries it out"
+done
+for folder in toviCommonLib LTProto LumoBridge LumoClient LumoSmuSim tools tests fuzz; do
     forbid $folder bench "$folder includes the measurements"
 done
 

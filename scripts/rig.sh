@@ -94,7 +94,7 @@ is_running() {
 
 # processor_nsec PID: what all its threads have used.
 processor_nsec() {
-    awk '{ sum += $1 } END { print sum }' "/proc/$1/task/"*/schedstat
+    awk '{ sum += $1 } END { printf "%.0f", sum }' "/proc/$1/task/"*/schedstat
 }
 
 # Says in IDLE what share of a processor the bridge needs for nothing, and whether that is little.
