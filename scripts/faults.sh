@@ -25,14 +25,16 @@ STRANGERS='' # clients without a journal were there
 
 # ---- What each run is made of.
 
-enter() {
+# begin LINK TIMEOUT [OPTION...]: all is started; client and machine get the options, too.
+begin() {
     head -c 60000 /dev/urandom >"$FOLDER/up.bin"
     mkdir "$FOLDER/offered"
     head -c 40000 /dev/urandom >"$FOLDER/offered/7.bin"
     head -c 30000000 /dev/urandom >"$FOLDER/offered/8.large"
-    enter_rig "$FOLDER" "$@"
-    MACHINE_OPTIONS=(--files offered --journal machine.journal)
-    CLIENT_OPTIONS=(--timeout 400 --journal client.journal)
+    enter_rig "$FOLDER" "$1" "$ADDRESS"
+    CLIENT_OPTIONS=(--timeout "$2" --journal client.journal "${@:3}")
+    start_machine --files offered --journal machine.journal "${@:3}"
+    start_bridge
 }
 
 # orders LINE...: what the client is typed; true or false as the client says. No two values, buffers or uploads are alike.
@@ -84,14 +86,12 @@ settle() {
 
 # Each verb hits each command, at its first packet and further on.
 run_client_faults() {
-    local verb command skip
-    enter tcp "$ADDRESS"
-    start_machine
-    start_bridge
+    local verb command before
+    begin tcp 400
     for verb in stall:300 vanish reset half:300 checksum length block twice late:300 flood:2000 before after split double; do
         for command in "${COMMANDS[@]}"; do
-            for skip in "" "fault split" "fault split"$'\n'"fault split"$'\n'"fault split"; do
-                orders ${skip:+"$skip"} "fault ${verb/:/ }" "$command" || true
+            for before in "" $'fault split' $'fault split\nfault split\nfault split'; do
+                orders ${before:+"$before"} "fault ${verb/:/ }" "$command" || true
                 served
             done
         done
@@ -101,9 +101,7 @@ run_client_faults() {
 
 run_machine_faults() {
     local verb command
-    enter tcp "$ADDRESS"
-    start_machine
-    start_bridge
+    begin tcp 400
     for verb in stall:300 vanish reset half:300 checksum length twice late:300 flood:2000 before after close split double; do
         for command in "${COMMANDS[@]}"; do
             type_to_machine "fault ${verb/:/ }"
@@ -117,12 +115,9 @@ run_machine_faults() {
 # As client_faults, on a serial line with what suits it.
 run_line_faults() {
     local verb command
-    enter serial "$ADDRESS"
+    begin serial 1500
     head -c 9000 /dev/urandom >up.bin
     head -c 9000 /dev/urandom >offered/7.bin
-    CLIENT_OPTIONS=(--timeout 1500 --journal client.journal)
-    start_machine
-    start_bridge
     for verb in vanish reset half:300 checksum length block twice before after split double; do
         for command in "get 4" "upload 5 up.bin" "download 7 down.bin"; do
             orders "fault ${verb/:/ }" "$command" || true
@@ -134,30 +129,25 @@ run_line_faults() {
 
 # A client that is stopped in the midst of a large file, while the machine floods.
 run_stalled_client() {
-    enter tcp "$ADDRESS"
-    CLIENT_OPTIONS=(--timeout 5000 --journal client.journal)
-    start_machine
-    start_bridge
+    begin tcp 5000
     for ((TRIALS = 0; TRIALS < 5; ++TRIALS)); do
         : >bridge.log
         start_client download 8 --block 2000 -o down.bin
         await bridge.log "FileSend:: fileId=8 block"
-        kill -STOP $CLIENT
+        kill -STOP "$CLIENT"
         type_to_machine "fault flood 3000"
         type_to_machine "set 5 71.5"
         sleep 0.5
         rests
-        kill -CONT $CLIENT
-        wait $CLIENT || { say "the download did not go on"; return 1; }
+        kill -CONT "$CLIENT"
+        wait "$CLIENT" || { say "the download did not go on"; return 1; }
         cmp down.bin "offered/8.large"
     done
     settle
 }
 
 run_stalled_machine() {
-    enter tcp "$ADDRESS"
-    start_machine
-    start_bridge
+    begin tcp 400
     for ((TRIALS = 0; TRIALS < 5; )); do
         kill -STOP "$MACHINE"
         orders "fault flood 20000" "set 100 int NNNN" "upload 5 up.bin" || true
@@ -170,18 +160,15 @@ run_stalled_machine() {
 
 # A process that is stopped and goes on finds its system calls interrupted.
 run_interrupted() {
-    enter tcp "$ADDRESS"
-    CLIENT_OPTIONS=(--timeout 5000 --journal client.journal)
-    start_machine
-    start_bridge
+    begin tcp 5000
     for ((TRIALS = 0; TRIALS < 5; ++TRIALS)); do
         : >bridge.log
         start_client download 8 --block 2000 -o down.bin
-        while is_running $CLIENT; do
+        while is_running "$CLIENT"; do
             kill -STOP "$BRIDGE"
             kill -CONT "$BRIDGE"
         done
-        wait $CLIENT || { say "the download did not come to its end"; return 1; }
+        wait "$CLIENT" || { say "the download did not come to its end"; return 1; }
         cmp down.bin "offered/8.large"
     done
     settle
@@ -191,10 +178,8 @@ run_interrupted() {
 run_descriptors() {
     local others=() other i
     STRANGERS=yes
-    enter tcp "$ADDRESS"
     BRIDGE_WITH=(prlimit --nofile=20)
-    start_machine
-    start_bridge
+    begin tcp 400
     for ((TRIALS = 0; TRIALS < 5; ++TRIALS)); do
         others=()
         for ((i = 0; i < 40; ++i)); do
@@ -220,9 +205,7 @@ run_full_disk() {
     fi
     mkdir "$FOLDER/BridgeTemp"
     mount -t tmpfs -o size=32k tmpfs "$FOLDER/BridgeTemp"
-    enter tcp "$ADDRESS"
-    start_machine
-    start_bridge
+    begin tcp 400
     for ((i = 0; i < 5; ++i)); do refuses_files; done
     head -c 4000 /dev/urandom >up.bin
     orders "upload 5 up.bin"
@@ -230,9 +213,7 @@ run_full_disk() {
 }
 
 run_folder_deleted() {
-    enter tcp "$ADDRESS"
-    start_machine
-    start_bridge
+    begin tcp 400
     for ((i = 0; i < 5; ++i)); do
         rm -rf BridgeTemp
         orders "upload 5 up.bin" || true
@@ -242,13 +223,11 @@ run_folder_deleted() {
 }
 
 run_folder_read_only() {
-    enter tcp "$ADDRESS"
-    mkdir BridgeTemp
+    mkdir "$FOLDER/BridgeTemp"
     chmod 755 "$FOLDER"
-    chmod 555 BridgeTemp
+    chmod 555 "$FOLDER/BridgeTemp"
     [ "$(id -u)" -ne 0 ] || BRIDGE_WITH=(setpriv --reuid=$NOBODY --regid=$NOBODY --clear-groups)
-    start_machine
-    start_bridge
+    begin tcp 400
     for ((i = 0; i < 5; ++i)); do refuses_files; done
     settle
 }
@@ -258,12 +237,10 @@ run_folder_read_only() {
 run_replaced_client() {
     local what k
     STRANGERS=yes
-    enter tcp "$ADDRESS"
-    CLIENT_OPTIONS=(--timeout 20000)
-    start_machine
-    start_bridge
+    begin tcp 20000
     for what in "upload 5 offered/8.large" "download 8 -o down.large"; do
         : >bridge.log
+        # shellcheck disable=SC2086
         start_client $what --block 500
         await bridge.log "Protocol Send" 100
         kill -STOP "$CLIENT"
@@ -285,15 +262,13 @@ run_replaced_client() {
 }
 
 run_machine_resets() {
-    enter tcp "$ADDRESS"
-    start_machine
-    start_bridge
+    begin tcp 400
     for ((i = 0; i < 10; ++i)); do
         kill -KILL "$MACHINE"
         wait "$MACHINE" || true
         wait "$BRIDGE" || { say "the bridge ended with status $?"; return 1; }
         : >machine.log
-        start_machine
+        start_machine --files offered --journal machine.journal
         start_bridge
         served
         TRIALS=$((TRIALS + 1))
@@ -303,10 +278,7 @@ run_machine_resets() {
 
 run_hung_up_line() {
     local i
-    enter serial "$ADDRESS"
-    CLIENT_OPTIONS=(--timeout 1500 --journal client.journal)
-    start_machine
-    start_bridge
+    begin serial 1500
     for ((i = 0; i < 6; ++i)); do
         : >bridge.log
         start_client "${TRANSFERS[@]:$((3 * (i % 2))):3}"
@@ -330,11 +302,7 @@ by_chance() {
         FOLDER=$folder/$seed
         mkdir "$FOLDER"
         VANISHED=0
-        enter "$link" "$ADDRESS"
-        MACHINE_OPTIONS+=(--fault-rate "$rate" --seed "$seed")
-        CLIENT_OPTIONS+=(--fault-rate "$rate" --seed "$seed")
-        start_machine
-        start_bridge
+        begin "$link" 400 --fault-rate "$rate" --seed "$seed"
         for ((i = 0; i < 3; ++i)); do
             orders "$@" || true
             served
@@ -375,24 +343,21 @@ announced_files_are_whole() {
 run_killed() {
     local i size
     TOLD=0
-    enter tcp "$ADDRESS"
+    begin tcp 400
     for size in 1 5000 12345 60000 250000; do head -c $size /dev/urandom >up.$size; done
     printf "upload %d up.%d\n" 1 1 2 5000 3 12345 4 60000 5 250000 >orders
     for ((i = 0; i < 200; ++i)); do cat orders; done >all_orders
-    start_machine
     for ((i = 0; i < KILLS; ++i)); do
-        start_bridge
-        announced_files_are_whole
         : >client.log
         start_client shell --block 5000 <all_orders
         sleep "0.0$((RANDOM % 90 + 10))"
         kill -KILL "$BRIDGE"
         wait "$BRIDGE" || true
         wait "$CLIENT" || true
+        start_bridge
+        announced_files_are_whole
         TRIALS=$((TRIALS + 1))
     done
-    start_bridge
-    announced_files_are_whole
     say "$KILLS kills, $TOLD files announced"
     settle
 }

@@ -3,7 +3,6 @@
 
 BIN=$PWD/build/${LUMO_PRESET:-release}/bin
 RIG_PROGRAMS=(LumoBridge LumoSmuSim LumoClient PtyCable)
-MACHINE_OPTIONS=()
 BRIDGE_WITH=()    # a command that runs the bridge, such as one that sets its limits
 BRIDGE_OPTIONS=()
 CLIENT_OPTIONS=()
@@ -52,7 +51,7 @@ start_line() {
 }
 
 start_machine() {
-    "$BIN/LumoSmuSim" --listen "$MACHINE_AT" "${MACHINE_OPTIONS[@]}" "$@" <machine.keys >>machine.log &
+    "$BIN/LumoSmuSim" --listen "$MACHINE_AT" "$@" <machine.keys >>machine.log &
     MACHINE=$!
     PIDS+=($MACHINE)
     await machine.log "listening on"
