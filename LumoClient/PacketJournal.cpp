@@ -104,6 +104,8 @@ void PacketJournal::sent(Payload packet, LumoFaults::eVerb fault)
         event = eventOfRequest(payload);
     else if (type == eCommandType::DATA)
         event = eventOfItem('>', payload.subspan(NUMBER_LEN));
+    else if (type == eCommandType::CMD && eCommandCode{payload[0]} == eCommandCode::NACK)
+        event = {'>', "refused", {}, {}, "", hex(payload.subspan(1))};
     else if (fault != LumoFaults::eVerb::none)
         event = {'>', "packet", {}, {}, commandName(type), hex(payload.first(std::min(payload.size(), SHOWN_LEN)))};
     else

@@ -20,7 +20,7 @@
 //   value       > given to the machine; < one not asked for > a value; < a value of the client
 //   buffer      > raw bytes for the machine                 < raw bytes under a ticket; > their answer
 //   ack         < for the value before it
-//   refused     < NACK for the value before it              > there is no such file
+//   refused     < NACK for the value before it; > any NACK  > there is no such file
 //   file-begin  > an upload; < a download or an offer       > here is a file
 //   file-end    > the bridge has it all: done, failed       < a file of the client; whole: done
 //               < it came whole: done, failed

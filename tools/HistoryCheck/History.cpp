@@ -19,15 +19,25 @@ constexpr u64 CLOCK_SLACK_MSEC = 1000;
 // How long what was acknowledged may be under way; a machine that stalls makes it long.
 constexpr u64 PATIENCE_MSEC = 5000;
 
+// How long the bridge may answer a packet more than once.
+constexpr u64 DOUBT_MSEC = 2000;
+
 bool isRepeated(const JournalLine &line)
 {
     return line.fault == "twice" || line.fault == "flood";
 }
 
-// An acknowledgement may be for any of the repeated, the first included.
-bool isRepetition(const JournalLine &first, const JournalLine &line)
+// An answer of the bridge does not say what it is for: one more of them passes for that of the next packet.
+bool drawsMoreAnswers(const JournalLine &line)
 {
-    return isRepeated(first) && isRepeated(line) && first.id == line.id && first.content == line.content;
+    constexpr std::string_view VERBS[] = {"twice", "flood", "late", "half", "before", "after", "double"};
+    return line.way == '>' && std::ranges::find(VERBS, line.fault) != std::end(VERBS);
+}
+
+bool isSaidAgain(const JournalLine &line, const JournalLine &before)
+{
+    return line.event == before.event && line.ticket == before.ticket && line.id == before.id &&
+           line.type == before.type && line.content == before.content;
 }
 
 class History
@@ -37,6 +47,7 @@ class History
 
     std::vector<Violation> check()
     {
+        readRepeats();
         readTickets();
         checkToMachine();
         checkToClient();
@@ -56,6 +67,7 @@ class History
     {
         std::deque<const JournalLine *> unanswered; // requests and buffers without their notice
         u32 lastId = 0;                             // of the one that had its notice last
+        u64 doubtUntilMSec = 0;                     // an answer may be for an earlier packet
         std::map<u32, std::set<u32>> idsOf;         // what each ticket may be for
         std::map<u32, const JournalLine *> answers;
     };
@@ -67,7 +79,9 @@ class History
         bool isTold = false; // a link up is its
     };
 
+    void readRepeats();
     void readTickets();
+    void acknowledge(const Tickets &tickets, const JournalLine &said, const JournalLine &by);
     void readNotice(Tickets &tickets, const JournalLine &line);
     void readAnswer(Tickets &tickets, const JournalLine &line);
     void checkToMachine();
@@ -89,6 +103,7 @@ class History
 
     const Lines &m_client;
     const Lines &m_machine;
+    std::set<const JournalLine *> m_repeats; // of the packet before, for a NACK
     std::vector<Acknowledged> m_acknowledged;
     std::map<const JournalLine *, std::set<u32>> m_idsOfLine;           // of what came under a ticket
     std::map<const JournalLine *, const JournalLine *> m_secondAnswers; // each with the one before it
@@ -97,6 +112,28 @@ class History
 };
 
 // ---- Tickets.
+
+// A NACK brings the last packet again; it may be older than the packet that it hits.
+void History::readRepeats()
+{
+    const JournalLine *before = nullptr;
+    std::deque<u64> refusedMSec;
+    for (const JournalLine &line : m_client)
+    {
+        if (line.is('>', "refused"))
+            refusedMSec.push_back(line.timeMSec);
+        if (!line.is('<', "answer") && !line.is('<', "value"))
+            continue;
+        while (!refusedMSec.empty() && refusedMSec.front() + DOUBT_MSEC < line.timeMSec)
+            refusedMSec.pop_front();
+        if (before != nullptr && !refusedMSec.empty() && isSaidAgain(line, *before))
+        {
+            m_repeats.insert(&line);
+            refusedMSec.pop_front();
+        }
+        before = &line;
+    }
+}
 
 // A notice does not say what it is for. Notices come in the order of the requests, but a request may get none: so a
 // ticket may be for any that waits. Tickets end with the connection, and their numbers with the bridge; of a serial line it
@@ -113,12 +150,14 @@ void History::readTickets()
             isAfresh = isAfresh || machine->event == "up";
         if (isAfresh)
             tickets = {};
+        if (drawsMoreAnswers(line))
+            tickets.doubtUntilMSec = line.timeMSec + DOUBT_MSEC;
         if (line.way == '>' && (line.event.starts_with("ask") || line.event == "buffer"))
             tickets.unanswered.push_back(&line);
         else if (line.is('>', "value"))
-            value = value != nullptr && isRepetition(*value, line) ? value : &line;
+            value = &line;
         else if (line.is('<', "ack") && value != nullptr)
-            m_acknowledged.push_back({value, &line});
+            acknowledge(tickets, *value, line);
         else if (line.is('<', "ticket"))
             readNotice(tickets, line);
         else if (line.is('<', "answer") || line.is('<', "file-end"))
@@ -126,11 +165,20 @@ void History::readTickets()
     }
 }
 
+void History::acknowledge(const Tickets &tickets, const JournalLine &said, const JournalLine &by)
+{
+    if (by.timeMSec > tickets.doubtUntilMSec)
+        m_acknowledged.push_back({&said, &by});
+}
+
 void History::readNotice(Tickets &tickets, const JournalLine &line)
 {
     auto &unanswered = tickets.unanswered;
     if (!line.ticket) // the answer to the last question; what was asked before will have none
+    {
+        tickets.doubtUntilMSec = 0;
         return unanswered.clear();
+    }
     const auto [known, isNew] = tickets.idsOf.try_emplace(*line.ticket);
     if (isNew)
     {
@@ -142,7 +190,7 @@ void History::readNotice(Tickets &tickets, const JournalLine &line)
         return;
     const JournalLine &asked = *unanswered.front();
     if (unanswered.size() == 1 && (asked.event == "ask" || asked.event == "buffer"))
-        m_acknowledged.push_back({&asked, &line});
+        acknowledge(tickets, asked, line);
     tickets.lastId = asked.id.value_or(0);
     do
         unanswered.pop_front();
@@ -155,7 +203,7 @@ void History::readAnswer(Tickets &tickets, const JournalLine &line)
     const auto known = line.ticket ? tickets.idsOf.find(*line.ticket) : tickets.idsOf.end();
     if (known != tickets.idsOf.end())
         m_idsOfLine[&line] = known->second;
-    if (line.event != "answer")
+    if (line.event != "answer" || m_repeats.contains(&line))
         return;
     if (known == tickets.idsOf.end())
         return violated("is an answer to nothing that was asked", &line);
@@ -248,7 +296,7 @@ void History::checkToClient()
     }
     Items heard;
     for (const JournalLine &line : m_client)
-        if (line.is('<', "value") || line.is('<', "answer"))
+        if ((line.is('<', "value") || line.is('<', "answer")) && !m_repeats.contains(&line))
             heard.push_back(heardByClient(line));
     matchInOrder(said, heard, isSameAtClient, m_violations);
 
@@ -270,28 +318,19 @@ bool isSameFile(const Item &said, const Item &heard)
 
 void History::checkUploads()
 {
-    struct Upload
-    {
-        const JournalLine *end = nullptr;
-        bool isUnsure = false; // an ACK may be for the block before
-    };
     Items said;
-    std::vector<Upload> uploads;
+    std::vector<const JournalLine *> ends; // null while under way
     for (const JournalLine &line : m_client)
     {
         if (line.is('>', "file-begin"))
         {
             said.push_back(itemOf(line));
-            uploads.emplace_back();
+            ends.push_back(nullptr);
         }
-        else if (line.is('>', "file-end") && !uploads.empty())
-            uploads.back().end = &line;
-        else if (line.is('>', "packet") && line.type == "DATABLOCK" && !uploads.empty() &&
-                 uploads.back().end == nullptr)
-        {
-            said.back().mayChange = said.back().mayChange || line.fault == "block";
-            uploads.back().isUnsure = uploads.back().isUnsure || isRepeated(line) || line.fault == "late";
-        }
+        else if (line.is('>', "file-end") && !ends.empty())
+            ends.back() = &line;
+        else if (!ends.empty() && ends.back() == nullptr && (line.fault == "block" || drawsMoreAnswers(line)))
+            said.back().mayChange = true; // an ACK for the block before passes for that of a lost one
     }
     Items heard;
     for (const JournalLine &line : m_machine)
@@ -300,11 +339,10 @@ void History::checkUploads()
     matchInOrder(said, heard, isSameFile, m_violations);
     for (size_t i = 0; i < said.size(); ++i)
     {
-        const auto &[end, isUnsure] = uploads[i];
-        const bool isDone = end != nullptr && end->type == "done";
-        if (isDone && !said[i].heard && !said[i].mayChange && !isUnsure &&
-            !lostBridge(said[i].line->timeMSec, end->timeMSec + PATIENCE_MSEC))
-            violated("was acknowledged and the machine never heard of it", end, said[i].line);
+        const bool isDone = ends[i] != nullptr && ends[i]->type == "done";
+        if (isDone && !said[i].heard && !said[i].mayChange &&
+            !lostBridge(said[i].line->timeMSec, ends[i]->timeMSec + PATIENCE_MSEC))
+            violated("was acknowledged and the machine never heard of it", ends[i], said[i].line);
     }
 }
 
