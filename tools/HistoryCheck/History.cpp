@@ -1,6 +1,7 @@
 #include "tools/HistoryCheck/History.h"
 
 #include "LTProto/LTProto/WireFormat.h"
+#include "tools/HistoryCheck/LinkStates.h"
 #include "tools/HistoryCheck/Matching.h"
 
 #include <algorithm>
@@ -12,12 +13,6 @@ namespace HistoryCheck
 
 namespace
 {
-
-// A connection is made before its line is written, and a link state may be read late.
-constexpr u64 CLOCK_SLACK_MSEC = 1000;
-
-// How long what was acknowledged may be under way; a machine that stalls makes it long.
-constexpr u64 PATIENCE_MSEC = 5000;
 
 // How long the bridge may answer a packet more than once.
 constexpr u64 DOUBT_MSEC = 2000;
@@ -53,7 +48,7 @@ class History
         checkToClient();
         checkUploads();
         checkDownloads();
-        checkLinks();
+        checkLinks(m_client, m_machine, m_violations);
         return std::move(m_violations);
     }
 
@@ -71,13 +66,6 @@ class History
         std::map<u32, std::set<u32>> idsOf;         // what each ticket may be for
         std::map<u32, const JournalLine *> answers;
     };
-    struct Connection
-    {
-        const JournalLine *up = nullptr;
-        const JournalLine *heard = nullptr; // the first packet of the bridge
-        const JournalLine *down = nullptr;
-        bool isTold = false; // a link up is its
-    };
 
     void readRepeats();
     void readTickets();
@@ -88,13 +76,7 @@ class History
     void checkToClient();
     void checkUploads();
     void checkDownloads();
-    void checkLinks();
-    void checkLinkUp(const JournalLine &line);
-    void checkLinkDown(const JournalLine &line, const JournalLine &up);
-    void checkTold(const Connection &connection);
-    std::vector<Connection> connections() const;
-    bool lostBridge(u64 fromMSec, u64 untilMSec) const;
-    bool isToldOf(const char *event, u64 fromMSec, u64 untilMSec) const;
+    bool mayBeLost(const JournalLine &said, const JournalLine &by) const;
     Item heardByClient(const JournalLine &line) const;
     void violated(const char *text, const JournalLine *line, const JournalLine *other = nullptr)
     {
@@ -103,11 +85,11 @@ class History
 
     const Lines &m_client;
     const Lines &m_machine;
+    Items m_said;                            // to the machine
     std::set<const JournalLine *> m_repeats; // of the packet before, for a NACK
     std::vector<Acknowledged> m_acknowledged;
     std::map<const JournalLine *, std::set<u32>> m_idsOfLine;           // of what came under a ticket
     std::map<const JournalLine *, const JournalLine *> m_secondAnswers; // each with the one before it
-    std::vector<Connection> m_connections;
     std::vector<Violation> m_violations;
 };
 
@@ -236,15 +218,14 @@ void History::checkToMachine()
 {
     const auto isOfInterest = [](const JournalLine &line, char way)
     { return line.is(way, "ask") || line.is(way, "value") || line.is(way, "buffer"); };
-    Items said;
     for (const JournalLine &line : m_client)
         if (isOfInterest(line, '>'))
-            said.push_back(itemOf(line));
+            m_said.push_back(itemOf(line));
     Items heard;
     for (const JournalLine &line : m_machine)
         if (isOfInterest(line, '<'))
             heard.push_back(itemOf(line));
-    matchInOrder(said, heard, isSameAtMachine, m_violations);
+    matchInOrder(m_said, heard, isSameAtMachine, m_violations);
 
     for (const auto &[saidLine, by] : m_acknowledged)
     {
@@ -256,7 +237,7 @@ void History::checkToMachine()
             { return !one.heard && one.line->timeMSec >= item.line->timeMSec && isSameAtMachine(item, one); });
         if (arrived != heard.end())
             arrived->heard = by;
-        else if (!lostBridge(saidLine->timeMSec, by->timeMSec + PATIENCE_MSEC))
+        else if (!mayBeLost(*saidLine, *by))
             violated("was acknowledged and never reached the machine", saidLine, by);
     }
 }
@@ -340,8 +321,7 @@ void History::checkUploads()
     for (size_t i = 0; i < said.size(); ++i)
     {
         const bool isDone = ends[i] != nullptr && ends[i]->type == "done";
-        if (isDone && !said[i].heard && !said[i].mayChange &&
-            !lostBridge(said[i].line->timeMSec, ends[i]->timeMSec + PATIENCE_MSEC))
+        if (isDone && !said[i].heard && !said[i].mayChange && !mayBeLost(*said[i].line, *ends[i]))
             violated("was acknowledged and the machine never heard of it", ends[i], said[i].line);
     }
 }
@@ -359,122 +339,15 @@ void History::checkDownloads()
     matchInOrder(said, heard, isSameFile, m_violations);
 }
 
-// ---- Link states.
-
-std::vector<History::Connection> History::connections() const
+// The machine was without a bridge before it could hear of it. It has heard of all that was acknowledged before what it
+// hears.
+bool History::mayBeLost(const JournalLine &said, const JournalLine &by) const
 {
-    std::vector<Connection> found;
-    for (const JournalLine &line : m_client)
-    {
-        if (line.event == "up")
-            found.push_back({&line});
-        else if (line.event == "down" && !found.empty())
-            found.back().down = &line;
-        else if (line.way == '<' && !line.event.starts_with("file-") && !found.empty() && !found.back().heard)
-            found.back().heard = &line;
-    }
-    return found;
-}
-
-void History::checkLinks()
-{
-    m_connections = connections();
-    const JournalLine *up = nullptr; // of the link that is up
-    for (const JournalLine &line : m_machine)
-    {
-        if (line.event == "up")
-            up = nullptr;
-        else if (line.event == "link-up")
-        {
-            if (up != nullptr)
-                violated("is a link up without a link down before it", &line, up);
-            up = &line;
-            checkLinkUp(line);
-        }
-        else if (line.event == "link-down")
-        {
-            if (up == nullptr)
-                violated("is a link down of no link", &line);
-            else
-                checkLinkDown(line, *up);
-            up = nullptr;
-        }
-    }
-    for (const Connection &connection : m_connections)
-        checkTold(connection);
-}
-
-// On TCP each connection is told once; a serial line comes and goes while the client keeps it open.
-void History::checkLinkUp(const JournalLine &line)
-{
-    const auto isCause = [&line](const Connection &one)
-    {
-        const bool isOver =
-            one.up->type == "serial" ? one.down && one.down->timeMSec + PATIENCE_MSEC < line.timeMSec : one.isTold;
-        return one.up->timeMSec <= line.timeMSec + CLOCK_SLACK_MSEC && !isOver;
-    };
-    const auto cause = std::ranges::find_if(m_connections, isCause);
-    if (cause == m_connections.end())
-        return violated("is a link up without a client", &line);
-    cause->isTold = true;
-}
-
-// A client that leaves, and on TCP another that takes its place; the silence of a serial line is not in the journal.
-void History::checkLinkDown(const JournalLine &line, const JournalLine &up)
-{
-    const auto isCause = [&](const Connection &one)
-    {
-        const u64 untilMSec = line.timeMSec + CLOCK_SLACK_MSEC;
-        const bool hasLeft =
-            one.down && one.down->timeMSec <= untilMSec && one.down->timeMSec + CLOCK_SLACK_MSEC >= up.timeMSec;
-        const bool isReplacement = one.up->timeMSec > up.timeMSec && one.up->timeMSec <= untilMSec;
-        const bool wasKilled = !one.down && m_client.back().timeMSec <= untilMSec;
-        return one.up->type == "serial" || hasLeft || isReplacement || wasKilled;
-    };
-    if (std::ranges::none_of(m_connections, isCause))
-        violated("is a link down while the client was there", &line, &up);
-}
-
-void History::checkTold(const Connection &connection)
-{
-    if (connection.up->type == "serial" || !connection.heard)
-        return; // refused, maybe
-    const u64 fromMSec = connection.up->timeMSec - std::min(connection.up->timeMSec, CLOCK_SLACK_MSEC);
-    const u64 upUntilMSec = connection.heard->timeMSec + PATIENCE_MSEC;
-    if (!isToldOf("link-up", fromMSec, upUntilMSec) && !lostBridge(fromMSec, upUntilMSec))
-        violated("is a client that the machine was not told of", connection.up, connection.heard);
-    if (!connection.down || connection.down->type == "vanished")
-        return;
-    const u64 downUntilMSec = connection.down->timeMSec + PATIENCE_MSEC;
-    if (!isToldOf("link-down", connection.up->timeMSec, downUntilMSec) && !lostBridge(fromMSec, downUntilMSec))
-        violated("left, and the machine was not told", connection.down, connection.up);
-}
-
-bool History::isToldOf(const char *event, u64 fromMSec, u64 untilMSec) const
-{
-    return std::ranges::any_of(
-        m_machine, [=](const JournalLine &line)
-        { return line.event == event && line.timeMSec >= fromMSec && line.timeMSec <= untilMSec; });
-}
-
-// The machine was without a bridge at some time from here to there.
-bool History::lostBridge(u64 fromMSec, u64 untilMSec) const
-{
-    bool isThere = false;
-    for (const JournalLine &line : m_machine)
-    {
-        if (line.timeMSec > untilMSec)
-            break;
-        if (line.event == "up")
-            isThere = true;
-        else if (line.event == "down")
-        {
-            if (line.timeMSec >= fromMSec)
-                return true;
-            isThere = false;
-        }
-    }
-    return !isThere;
+    u64 untilMSec = by.timeMSec + PATIENCE_MSEC;
+    for (const Item &later : m_said)
+        if (later.heard && later.line->timeMSec > by.timeMSec)
+            untilMSec = std::min(untilMSec, later.heard->timeMSec);
+    return lostBridge(m_machine, said.timeMSec, untilMSec);
 }
 
 } // namespace
