@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <deque>
 #include <map>
+#include <utility>
 
 namespace HistoryCheck
 {
@@ -26,7 +27,7 @@ bool isRepeated(const JournalLine &line)
 bool drawsMoreAnswers(const JournalLine &line)
 {
     constexpr std::string_view VERBS[] = {"twice", "flood", "late", "half", "before", "after", "double"};
-    return line.way == '>' && std::ranges::find(VERBS, line.fault) != std::end(VERBS);
+    return line.is('>', "refused") || (line.way == '>' && std::ranges::find(VERBS, line.fault) != std::end(VERBS));
 }
 
 bool isSaidAgain(const JournalLine &line, const JournalLine &before)
@@ -139,7 +140,7 @@ void History::readTickets()
         else if (line.is('>', "value"))
             value = &line;
         else if (line.is('<', "ack") && value != nullptr)
-            acknowledge(tickets, *value, line);
+            acknowledge(tickets, *std::exchange(value, nullptr), line);
         else if (line.is('<', "ticket"))
             readNotice(tickets, line);
         else if (line.is('<', "answer") || line.is('<', "file-end"))
