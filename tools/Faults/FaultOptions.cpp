@@ -9,12 +9,15 @@ namespace LumoFaults
 
 void describeFaults(CLI::App &app, FaultOptions &options, eSide side)
 {
-    CLI::Option_group *group = app.add_option_group("Misbehaviour", "For trials of the bridge");
+    CLI::Option_group *group =
+        app.add_option_group("Misbehaviour", "For trials of the bridge; docs/faults.md tells more");
     group
         ->add_option("--fault", options.faults, "Hit the next packet; repeatable, one packet each:\n" + faultHelp(side))
         ->allow_extra_args(false)
         ->option_text("VERB[:N]");
-    group->add_option("--fault-rate", options.percent, "Hit each packet with this chance, by any of the faults given")
+    group
+        ->add_option("--fault-rate", options.percent,
+                     "Hit each packet with this chance, by any of the faults given, without one by any at all")
         ->check(CLI::Range(0, 100))
         ->option_text("PERCENT");
     group->add_option("--seed", options.seed, "Repeat a run by chance; without it one is drawn and shown");

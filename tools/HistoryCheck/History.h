@@ -4,7 +4,8 @@
 //   - what the bridge acknowledged reaches the machine: a value, a request, a raw buffer, a file whole and once;
 //   - the link states that the machine is told alternate, and each has its cause at the client.
 // What may be missing: what the bridge sends to a client, which can leave at any time, and all that was under way when
-// the machine lost its bridge. What a damaged packet carried may come changed; nothing else is excused by a fault.
+// the machine lost its bridge. What a damaged packet carried may come changed. While a fault of the client draws more than
+// one answer, an ACK proves nothing, for it does not say what it is for; a NACK of the client brings the last packet again.
 // Both journals come from one computer, so that their times compare.
 #pragma once
 
