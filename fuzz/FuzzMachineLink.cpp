@@ -6,6 +6,8 @@
 #include "tests/LumoBridge/TestQueue.h"
 #include "tests/WirePacket.h"
 
+#include <thread>
+
 namespace
 {
 
@@ -54,6 +56,17 @@ extern "C" int LLVMFuzzerTestOneInput(const u8 *data, size_t size)
             tovi::thread::pushMsg(fromClient.write, KINDS[param % 8], param / 8, bytes.data(), u32(bytes.size()));
     }
     shutdown(link.get(), SHUT_WR);
+    // Read while the daemon writes, or a full link would hold it up. An end with bytes unread is told before they come.
+    std::jthread machineReads(
+        [&link]
+        {
+            std::vector<u8> sent;
+            for (int ends = 0; ends < 2; sent.clear())
+                if (link.readInto(sent))
+                    mustHold(isWhole(sent), "whole frames go out");
+                else
+                    ++ends;
+        });
 
     Tools::LogTracer tracer;
     tracer.Init(u8{10});
@@ -61,9 +74,5 @@ extern "C" int LLVMFuzzerTestOneInput(const u8 *data, size_t size)
     bridgeEnd.socketID = ends[1];
     if (ToviConn machine; machine.Connect(bridgeEnd))
         MachineSide(tracer, machine, fromClient.read, toClient.write).run();
-    std::vector<u8> sent;
-    link.readInto(sent, 0); // an end with bytes unread is told first
-    for (sent.clear(); link.readInto(sent); sent.clear())
-        mustHold(isWhole(sent), "whole frames go out");
     return 0;
 }
