@@ -1,6 +1,7 @@
 #include "LumoBridge/MachineSide.h"
 
 #include "LumoBridge/Keyboard.h"
+#include "toviCommonLib/OS/linux/linuxOS.h"
 #include "toviCommonLib/OS/linux/linuxOSTermination.h"
 
 #include <utility>
@@ -18,7 +19,8 @@ constexpr u32 EVENT_CLIENT_QUEUE = 100;
 constexpr u32 EVENT_TERMINATION = 101;
 
 constexpr u32 WAIT_MSEC = 100;
-constexpr u32 MESSAGES_PER_TURN = 64; // of one side, then the other has its turn
+constexpr u32 MESSAGES_PER_TURN = 64; // of one side at most, then the other has its turn
+constexpr u64 TURN_MSEC = 200;        // as long as one message may wait for the machine
 constexpr u32 BUFFER_BYTES_SHOWN = 32;
 
 } // namespace
@@ -90,9 +92,10 @@ void MachineSide::onClientQueue()
 {
     LTData record;
     tovi::thread::sMsg msg;
-    for (u32 i = 0; i < MESSAGES_PER_TURN; ++i)
+    // A machine that takes no messages makes each of them slow: neither its own end nor the wish to end waits for the last.
+    const u64 until = platform::getTimeNowMSec() + TURN_MSEC;
+    for (u32 i = 0; i < MESSAGES_PER_TURN && (i == 0 || platform::getTimeNowMSec() < until); ++i)
     {
-        // A machine that takes no messages makes each of them slow; the wish to end does not wait for the last.
         if (platform::termination_requested() || !tovi::thread::popMsg(m_fromClient, &msg))
             return;
         onClientMessage(msg, record);

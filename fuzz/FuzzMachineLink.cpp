@@ -61,11 +61,11 @@ extern "C" int LLVMFuzzerTestOneInput(const u8 *data, size_t size)
         [&link]
         {
             std::vector<u8> sent;
-            for (int ends = 0; ends < 2; sent.clear())
+            for (int told = 0; told < 2; sent.clear())
                 if (link.readInto(sent))
                     mustHold(isWhole(sent), "whole frames go out");
                 else
-                    ++ends;
+                    ++told;
         });
 
     Tools::LogTracer tracer;
