@@ -10,6 +10,7 @@ OUT=$PWD/build/${LUMO_PRESET:-release}/soak
 STATED_FROM=30 # minutes
 LOG_MOST=1000000
 KEPT_SEC=5 # how long the machine leaves a file where it was told of it
+AHEAD=5000 # turns that fit into the pipe before the client
 
 # What keeps the machine's link; without it the daemon ends, as it should. A client that vanished blocks the others for a
 # minute, so that is rare.
@@ -17,12 +18,16 @@ MACHINE_FAULTS=(stall:300 late:200 twice flood:20 split double)
 OFTEN=(stall:300 reset half:300 checksum length block twice late:200 flood:50 before after split double)
 CLIENT_FAULTS=("${OFTEN[@]}" "${OFTEN[@]}" "${OFTEN[@]}" "${OFTEN[@]}" vanish)
 
-# What the client is typed, in turn and for ever; each value and buffer is another one.
+# What the client is typed, in turn and for ever; each value, buffer and upload is another one.
 type_for_ever() {
     local n
     for ((n = 0; ; ++n)); do
         printf 'get %d\nset 100 int %d\nbuffer CA%06X\npoll\n' $((1 + n % 8)) "$n" "$n" || return 0
-        [ $((n % 10)) -ne 0 ] || printf 'upload 5 up.bin\ndownload 7 down.bin\n'
+        if [ $((n % 10)) -eq 0 ]; then
+            { echo $n && cat up.bin; } >up.$n
+            rm -f up.$((n - AHEAD))
+            printf 'upload 5 up.%d\ndownload 7 down.bin\n' $n
+        fi
         sleep "$PAUSE"
     done 2>/dev/null
 }
