@@ -164,12 +164,12 @@ eSocketError socket_openAsTCPClient(sOSSocket *out, const char *ip, u32 port, co
         return error;
     if (port > 0xFFFF)
         return closeWith(out, eSocketError::invalidParameter);
-    // The look-up is a check alone: the address used is the dotted text itself, for which the answer is known. glibc's
-    // look-up hangs for ever when it finds no memory.
-    const in_addr_t address = inet_addr(ip);
-    if (address == INADDR_NONE && gethostbyname(ip) == nullptr)
+    // The look-up is a check alone: the address used is the text itself. For a plain dotted address the answer is known,
+    // and glibc's look-up hangs for ever when it finds no memory.
+    in_addr dotted;
+    if (inet_pton(AF_INET, ip, &dotted) != 1 && gethostbyname(ip) == nullptr)
         return closeWith(out, eSocketError::no_such_host);
-    const int error = connectTo(*out, makeAddress(address, static_cast<int>(port)), cancel);
+    const int error = connectTo(*out, makeAddress(inet_addr(ip), static_cast<int>(port)), cancel);
     return error == 0 ? eSocketError::none : closeWith(out, connectErrorFromErrno(error));
 }
 

@@ -118,7 +118,8 @@ TEST(SocketOpen, FailsClosedButForAnUnknownMode)
         EXPECT_EQ(socket_openAsTCPServer(&sok, port, eSocketBindMode::anyInterface, ""),
                   eSocketError::invalidParameter);
     EXPECT_EQ(socket_openAsTCPClient(&sok, "127.0.0.1", 65536), eSocketError::invalidParameter);
-    EXPECT_EQ(socket_openAsTCPClient(&sok, "nowhere.invalid", 1), eSocketError::no_such_host);
+    for (const char *name : {"nowhere.invalid", "127.0.0.1 x"})
+        EXPECT_EQ(socket_openAsTCPClient(&sok, name, 1), eSocketError::no_such_host);
     EXPECT_FALSE(socket_isOpen(sok));
     EXPECT_EQ(socket_openAsTCPServer(&sok, 0, eSocketBindMode{3}, ""), eSocketError::unsupported);
     EXPECT_TRUE(socket_isOpen(sok)) << "left to the caller to close";
