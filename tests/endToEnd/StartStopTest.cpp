@@ -55,8 +55,8 @@ TEST_F(StartStopTest, SignalsEndItAsTheKeyboardDoes)
 
 TEST_F(StartStopTest, SignalEndsTheConnectionAttempts)
 {
-    launch(); // connected by the system, but nobody answers the handshake
-    ASSERT_TRUE(m_bridge->prints("Parametri avvio programma:"));
+    launch();
+    m_smu.takeUnanswered(); // its IDENTIFY is read: now it waits for the answer
     m_bridge->signal(SIGTERM);
     EXPECT_EQ(m_bridge->status(), 0);
     EXPECT_NE(m_bridge->output().find("Program exit"), std::string::npos);
