@@ -7,7 +7,8 @@ namespace platform
 {
 
 // From here on SIGTERM and SIGINT fire the termination event instead of killing the process, a closed peer (SIGPIPE)
-// or a file at its size limit (SIGXFSZ) never kills it, and a terminal that it does not own (SIGTTIN, SIGTTOU) never stops it. False without a descriptor.
+// or a file at its size limit (SIGXFSZ) never kills it, and a terminal that it does not own (SIGTTIN, SIGTTOU) never
+// stops it. False without a descriptor.
 bool termination_trap();
 
 // Gives the signals back to the system and closes the event.
