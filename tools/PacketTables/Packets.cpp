@@ -1,5 +1,7 @@
 #include "tools/PacketTables/Rules.h"
 
+#include <set>
+
 namespace PacketTables
 {
 namespace
@@ -29,6 +31,12 @@ sKind kindOf(const std::string &name, std::string pattern, size_t payloadLen, u3
 Bytes firstOf(const Bytes &content, size_t count)
 {
     return {content.begin(), content.begin() + static_cast<std::ptrdiff_t>(count)};
+}
+
+std::vector<sKind> kindsNamed(const std::set<std::string> &names, std::vector<sKind> kinds)
+{
+    std::erase_if(kinds, [&](const sKind &kind) { return !names.contains(kind.name); });
+    return kinds;
 }
 
 } // namespace
@@ -76,16 +84,10 @@ std::vector<sKind> clientKinds()
 
 std::vector<sKind> clientDozen()
 {
-    std::vector<sKind> dozen = clientKinds();
-    std::erase_if(dozen,
-                  [](const sKind &kind)
-                  {
-                      static const std::string NAMES =
-                          "POLLING;ACK;NACK;REQUEST file;REQUEST variable;REQUEST ticket;DATA number;DATA raw buffer;"
-                          "DATA file;DATABLOCK negotiation of a file;DATABLOCK 1;DATABLOCK last;type FF;";
-                      return NAMES.find(kind.name + ";") == std::string::npos;
-                  });
-    return dozen;
+    return kindsNamed({"POLLING", "ACK", "NACK", "REQUEST file", "REQUEST variable", "REQUEST ticket", "DATA number",
+                       "DATA raw buffer", "DATA file", "DATABLOCK negotiation of a file", "DATABLOCK 1",
+                       "DATABLOCK last", "type FF"},
+                      clientKinds());
 }
 
 std::vector<sKind> machineKinds()
@@ -102,15 +104,10 @@ std::vector<sKind> machineKinds()
 
 std::vector<sKind> machineDozen()
 {
-    std::vector<sKind> dozen = machineKinds();
-    std::erase_if(dozen,
-                  [](const sKind &kind)
-                  {
-                      static const std::string NAMES =
-                          "kind 0001;kind 9000;VARIABLE of type 00;VARIABLE of type 01;VARIABLE of type 03;"
-                          "VARIABLE of type 07;VARIABLE of type 10;VARIABLE of type 11;VARIABLE raw buffer;";
-                      return NAMES.find(kind.name + ";") == std::string::npos;
-                  });
+    std::vector<sKind> dozen =
+        kindsNamed({"kind 0001", "kind 9000", "VARIABLE of type 00", "VARIABLE of type 01", "VARIABLE of type 03",
+                    "VARIABLE of type 07", "VARIABLE of type 10", "VARIABLE of type 11", "VARIABLE raw buffer"},
+                   machineKinds());
     dozen.push_back(kindOf("VARIABLE request", "9001 0000 vvvvvvvv", 4));
     dozen.push_back(kindOf("FILE request", "9002 0000 ffff 0000", 4));
     dozen.push_back(kindOf("FILE that is none", "9002 0000 0000 ffff 00", 5, 0x3000));
