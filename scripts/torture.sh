@@ -28,7 +28,11 @@ say "Once more, with the address sanitizer, which has its own memory and looks f
 export ASAN_OPTIONS=exitcode=23
 torture asan "$(g++ -print-file-name=libasan.so) $FAIL_NTH" leaks
 if [ ${#STEP[@]} -eq 0 ]; then
-    { cat "$OUT/calls.md"; echo "With the address sanitizer, for leaks, without the calls for memory:"; echo; grep -hE '^\| (On|all) |^\|---' "$OUT/leaks.md"; } >"$OUT/table.md"
+    {
+        cat "$OUT/calls.md"
+        printf 'With the address sanitizer, for leaks, without the calls for memory:\n\n'
+        grep -hE '^\| (On|all) |^\|---' "$OUT/leaks.md"
+    } >"$OUT/table.md"
     fill_section docs/quality.md torture "$OUT/table.md"
 fi
 say "TORTURE FOUND NO FAULT"

@@ -68,7 +68,10 @@ class PacketTableTest : public BridgeTest, public testing::WithParamInterface<co
     void expectClientGets(const std::string &content)
     {
         if (content.starts_with("AA 00 00 00 C3 50"))
-            awaitClientsTurn(), clientSends("2A 00");
+        {
+            awaitClientsTurn();
+            clientSends("2A 00");
+        }
         ASSERT_EQ(m_client->receive(), framed(withTicket(content)));
         if (!content.starts_with("2A") && !content.ends_with("tt"))
             clientSends("2A 01");
