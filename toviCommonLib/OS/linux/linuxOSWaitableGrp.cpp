@@ -7,7 +7,9 @@ namespace
 
 constexpr u32 MASK_COMMON = EPOLLIN | EPOLLPRI | EPOLLERR | EPOLLHUP; // 0x1B, as it is for a serial port
 constexpr u32 MASK_SOCKET = MASK_COMMON | EPOLLRDHUP;                 // 0x201B
-constexpr u32 MASK_EVENT = MASK_COMMON | EPOLLET;                     // 0x8000001B
+constexpr u32 MASK_READING = EPOLLIN | EPOLLPRI;
+constexpr u32 MASK_END = EPOLLERR | EPOLLHUP | EPOLLRDHUP;
+constexpr u32 MASK_EVENT = MASK_COMMON | EPOLLET; // 0x8000001B
 
 // Frees the first record of a list. Its link is taken out first: it lives in the record.
 template <class TRecord>
@@ -156,6 +158,29 @@ bool OSWaitableGrp::addMsgQ(const sHThreadMsgR &queue, u32 userParam)
     return priv_tag(priv_addMsgQ(queue), userParam);
 }
 
+bool OSWaitableGrp::priv_setInterest(int descriptor, u32 eventMask)
+{
+    for (sRecord *record = base.get(); record != nullptr; record = record->next.get())
+    {
+        if (record->descriptor() != descriptor)
+            continue;
+        record->eventInfo.events = eventMask;
+        return epoll_ctl(hfd, EPOLL_CTL_MOD, descriptor, &record->eventInfo) == 0;
+    }
+    return false;
+}
+
+bool OSWaitableGrp::setSocketInterest(const sOSSocket &sok, bool reading, bool writing)
+{
+    const u32 mask = reading ? MASK_SOCKET : MASK_SOCKET & ~MASK_READING;
+    return priv_setInterest(sok.socketID, writing ? mask | EPOLLOUT : mask);
+}
+
+bool OSWaitableGrp::setSerialPortInterest(const sOSSerialPort &port, bool reading)
+{
+    return priv_setInterest(port.fd, reading ? MASK_COMMON : MASK_COMMON & ~MASK_READING);
+}
+
 void OSWaitableGrp::priv_findAndRemove(int descriptor)
 {
     for (tovi::AllocatorPtr<sRecord> *link = &base; *link; link = &(*link)->next)
@@ -226,6 +251,11 @@ OSWaitableGrp::eEventOrigin OSWaitableGrp::getEventOrigin(u8 iEvent) const
 {
     const sRecord *record = priv_ready(iEvent);
     return record != nullptr ? record->originType : eEventOrigin::deleted;
+}
+
+bool OSWaitableGrp::getEventIsEnd(u8 iEvent) const
+{
+    return priv_ready(iEvent) != nullptr && (events[iEvent].events & MASK_END) != 0;
 }
 
 void *OSWaitableGrp::getEventUserParamAsPtr(u8 iEvent) const

@@ -44,6 +44,11 @@ class OSWaitableGrp
     bool addMsgQ(const sHThreadMsgR &queue, void *userParam);
     bool addMsgQ(const sHThreadMsgR &queue, u32 userParam);
 
+    // Which way a socket or serial port that was added is waited for; after adding it is reading alone. Its end and its errors
+    // are reported in any case. False for an unknown source.
+    bool setSocketInterest(const sOSSocket &sok, bool reading, bool writing);
+    bool setSerialPortInterest(const sOSSerialPort &port, bool reading);
+
     // Unknown sources are ignored. What is removed between two waits is not reported any more: see the getters.
     void removeSocket(const sOSSocket &sok);
     void removeEvent(const sOSEvent &event);
@@ -56,6 +61,7 @@ class OSWaitableGrp
     // Of the i-th ready source; `iEvent` is below the count of the last wait. A source removed since that wait reads as
     // `deleted`, with a user parameter of 0 and no source.
     eEventOrigin getEventOrigin(u8 iEvent) const;
+    bool getEventIsEnd(u8 iEvent) const; // the peer closed, or the source failed; there may be bytes before that
     void *getEventUserParamAsPtr(u8 iEvent) const;
     u32 getEventUserParamAsU32(u8 iEvent) const;
     const sOSSocket *getEventSrcAsOSSocket(u8 iEvent) const;
@@ -96,6 +102,7 @@ class OSWaitableGrp
     sRecord *priv_addEvent(const sOSEvent &event);
     sRecord *priv_addSerialPort(const sOSSerialPort &port);
     sRecord *priv_addMsgQ(const sHThreadMsgR &queue);
+    bool priv_setInterest(int descriptor, u32 eventMask);
     void priv_findAndRemove(int descriptor);
     void priv_onRemove(int descriptor);
     const sRecord *priv_ready(u8 iEvent) const;

@@ -41,14 +41,48 @@ TEST(WaitableGrp, OneDrainSilencesAQueueAndAnyHandleRemovesIt)
     tovi::thread::deleteMsgQ(r, w);
 }
 
-TEST(WaitableGrp, ReportsAPeerThatLeft)
+struct WaitableGrpSocket : testing::Test
 {
-    int pair[2] = {};
-    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, pair), 0);
-    OSSocket peer{0, pair[0]}, sok{0, pair[1]};
+    WaitableGrpSocket()
+    {
+        int pair[2] = {};
+        EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, pair), 0);
+        peer.socketID = pair[0];
+        sok.socketID = pair[1];
+        EXPECT_TRUE(group.addSocket(sok, this));
+    }
+    ~WaitableGrpSocket() override
+    {
+        platform::socket_close(peer);
+        platform::socket_close(sok);
+    }
+    OSSocket peer, sok;
     OSWaitableGrp group;
-    EXPECT_TRUE(group.addSocket(sok, this) && group.wait(0) == 0);
+};
+
+TEST_F(WaitableGrpSocket, ReportsAPeerThatLeft)
+{
+    EXPECT_EQ(group.wait(0), 0);
     platform::socket_close(peer);
-    EXPECT_TRUE(group.wait(0) == 1 && group.getEventUserParamAsPtr(0) == this);
-    platform::socket_close(sok);
+    EXPECT_EQ(group.wait(0), 1);
+    EXPECT_EQ(group.getEventUserParamAsPtr(0), this);
+    EXPECT_TRUE(group.getEventIsEnd(0));
+}
+
+TEST_F(WaitableGrpSocket, IsWaitedForTheWayThatIsAskedForAndItsEndInAnyCase)
+{
+    platform::socket_write(peer, "a", 1);
+    const std::tuple<bool, bool, u8> cases[] = {
+        {true, false, 1}, {false, false, 0}, {false, true, 1}, {true, false, 1}};
+    for (const auto &[reading, writing, ready] : cases)
+    {
+        EXPECT_TRUE(group.setSocketInterest(sok, reading, writing));
+        EXPECT_EQ(group.wait(0), ready) << reading << writing;
+        EXPECT_EQ(ready != 0 && group.getEventIsEnd(0), false);
+    }
+    EXPECT_TRUE(group.setSocketInterest(sok, false, false));
+    platform::socket_close(peer);
+    EXPECT_EQ(group.wait(0), 1);
+    EXPECT_TRUE(group.getEventIsEnd(0));
+    EXPECT_FALSE(group.setSocketInterest(peer, true, true)) << "unknown";
 }
