@@ -165,6 +165,22 @@ u32 SMUConn::write(const u8 *bytes, u16 length, u32 timeoutMSec)
     return proto ? proto->write(channel.get(), bytes, length, timeoutMSec) : RES_CHANNEL_CLOSED;
 }
 
+u32 SMUConn::writeNow(const u8 *bytes, u16 length)
+{
+    return proto ? proto->writeNow(channel.get(), bytes, length) : RES_CHANNEL_CLOSED;
+}
+
+u32 SMUConn::flush()
+{
+    return channel ? channel->flush() : RES_CHANNEL_CLOSED;
+}
+
+void SMUConn::acknowledgeNow()
+{
+    if (channel)
+        channel->acknowledgeNow();
+}
+
 void SMUConn::sendPing(u16 userValue)
 {
     u8 message[smu::MESSAGE_HEADER_LEN];

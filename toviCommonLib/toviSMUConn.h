@@ -55,6 +55,15 @@ class SMUConn
     // Sends one message: bytes of its frame that went out, or a failure code.
     u32 write(const u8 *bytes, u16 length, u32 timeoutMSec);
 
+    // As `write`, without waiting: what does not go at once is kept and goes out by `flush`; until then nothing more is taken
+    // and the result is 0. `flush` gives the bytes left, or a failure code.
+    u32 writeNow(const u8 *bytes, u16 length);
+    u32 flush();
+    bool hasTail() const { return channel && channel->hasTail(); }
+
+    // Tells the SMU's system that what was received has come: a peer that gathers its small messages waits for that word.
+    void acknowledgeNow();
+
     // The connected socket, for a waitable group; only while connected.
     const OSSocket &getSocket() const { return channel->getSocket(); }
 

@@ -34,15 +34,26 @@ u32 IProtocol::read(IProtocolChannell *ch, u32 timeoutMSec, ProtocolBuffer &out)
     return consumed == 0 || isFailure(consumed) ? consumed : payloadLen;
 }
 
-u32 IProtocol::write(IProtocolChannell *ch, const u8 *buffer, u16 nBytes, u32 timeoutMSec)
+// The length of the frame that `bufferW` then holds, 0 for none.
+u32 IProtocol::priv_encode(const u8 *buffer, u16 nBytes)
 {
     if (buffer == nullptr || nBytes == 0)
         return 0;
     bufferW.reset();
     const u32 frameLen = virt_encodeBuffer(buffer, nBytes, bufferW);
-    if (frameLen == 0 || isFailure(frameLen))
-        return 0;
-    return ch->write(bufferW.data(), frameLen, timeoutMSec);
+    return isFailure(frameLen) ? 0 : frameLen;
+}
+
+u32 IProtocol::write(IProtocolChannell *ch, const u8 *buffer, u16 nBytes, u32 timeoutMSec)
+{
+    const u32 frameLen = priv_encode(buffer, nBytes);
+    return frameLen != 0 ? ch->write(bufferW.data(), frameLen, timeoutMSec) : 0;
+}
+
+u32 IProtocol::writeNow(IProtocolChannell *ch, const u8 *buffer, u16 nBytes)
+{
+    const u32 frameLen = priv_encode(buffer, nBytes);
+    return frameLen != 0 ? ch->writeNow(bufferW.data(), frameLen) : 0;
 }
 
 void IProtocol::close(IProtocolChannell *ch)

@@ -37,10 +37,14 @@ class IProtocol
     // Sends the bytes as one frame: what the channel's write returns (frame bytes), 0 when there is nothing to send.
     u32 write(IProtocolChannell *ch, const u8 *buffer, u16 nBytes, u32 timeoutMSec);
 
+    // As `write`, of what the channel's writeNow takes.
+    u32 writeNow(IProtocolChannell *ch, const u8 *buffer, u16 nBytes);
+
     // Tells the peer the end and closes the channel.
     void close(IProtocolChannell *ch);
 
   private:
+    u32 priv_encode(const u8 *buffer, u16 nBytes);
     u32 priv_decodeReceived(IProtocolChannell *ch, ProtocolBuffer &out, u32 *nBytesInsertedIntoOut);
 
     ProtocolBuffer bufferW; // where an outgoing frame is built

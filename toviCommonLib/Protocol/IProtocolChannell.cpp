@@ -53,6 +53,28 @@ u32 IProtocolChannell::write(const u8 *buffer, u32 nBytes, u32 timeoutMSec)
     return sent;
 }
 
+u32 IProtocolChannell::writeNow(const u8 *buffer, u32 nBytes)
+{
+    if (const u32 left = flush(); left != 0)
+        return isFailure(left) ? left : 0;
+    const u32 sent = virt_writeNow(buffer, nBytes);
+    if (isFailure(sent))
+        return sent;
+    unsentTail.append(buffer + sent, nBytes - sent);
+    return nBytes;
+}
+
+u32 IProtocolChannell::flush()
+{
+    if (!hasTail())
+        return 0;
+    const u32 sent = virt_writeNow(unsentTail.data(), unsentTail.getCursor());
+    if (isFailure(sent))
+        return sent;
+    unsentTail.removeFirstNByte(sent);
+    return unsentTail.getCursor();
+}
+
 // Nothing is tried once the deadline has passed: the time asked for bounds how long the caller's loop stands still.
 u32 IProtocolChannell::priv_writeUntil(const u8 *buffer, u32 nBytes, u64 deadlineMSec)
 {

@@ -37,6 +37,9 @@ class IProtocolChannell
     // One write: the count that went out, maybe less than asked for, or a failure.
     virtual u32 virt_write(const u8 *buffer, u32 nBytes) = 0;
 
+    // As virt_write, without waiting for room.
+    virtual u32 virt_writeNow(const u8 *buffer, u32 nBytes) { return virt_write(buffer, nBytes); }
+
     // Appends what arrives within the time to `bufferR`. The count, 0 also when the buffer is full, or a failure.
     u32 read(u32 timeoutMSec);
 
@@ -44,6 +47,14 @@ class IProtocolChannell
     // had begun goes out before anything else at the next one, so the stream is never torn; while that tail is stuck,
     // nothing of the new bytes is taken and the count is 0.
     u32 write(const u8 *buffer, u32 nBytes, u32 timeoutMSec);
+
+    // As `write`, for a caller that waits elsewhere: what does not go at once is kept as the tail, all of it if need be, and
+    // the count is that of the bytes taken. Nothing is taken while a tail is there.
+    u32 writeNow(const u8 *buffer, u32 nBytes);
+
+    // Writes what goes of the tail at once: its bytes that are left, or a failure.
+    u32 flush();
+    bool hasTail() const { return unsentTail.getCursor() != 0; }
 
     ProtocolBuffer bufferR;
 

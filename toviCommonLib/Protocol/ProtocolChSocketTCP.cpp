@@ -54,13 +54,17 @@ u32 ProtocolChSocketTCP::virt_write(const u8 *buffer, u32 nBytes)
     {
         const u16 piece = static_cast<u16>(std::min(nBytes - sent, SOCKET_CALL_MAX));
         const int n = platform::socket_write(sok, buffer + sent, piece);
-        if (n < 0)
-            return RES_CHANNEL_CLOSED;
         sent += static_cast<u32>(n);
         if (n < piece)
-            break;
+            return platform::socket_isBroken(sok) ? RES_CHANNEL_CLOSED : sent; // a full link, or a dead one
     }
     return sent;
+}
+
+u32 ProtocolChSocketTCP::virt_writeNow(const u8 *buffer, u32 nBytes)
+{
+    const int n = platform::socket_writeNoWait(sok, buffer, nBytes);
+    return n < 0 ? RES_CHANNEL_CLOSED : static_cast<u32>(n);
 }
 
 } // namespace tovi

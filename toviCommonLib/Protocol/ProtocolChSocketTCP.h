@@ -17,6 +17,9 @@ class ProtocolChSocketTCP : public IProtocolChannell
     void setSocket(const OSSocket &connected) { sok = connected; }
     const OSSocket &getSocket() const { return sok; }
 
+    // See platform::socket_acknowledgeNow.
+    void acknowledgeNow() { platform::socket_acknowledgeNow(sok); }
+
     // A read that waits ends with RES_ERROR once `event` was fired; borrowed, null for none.
     void setCancelEvent(const sOSEvent *event) { cancelEvent = event; }
 
@@ -24,6 +27,7 @@ class ProtocolChSocketTCP : public IProtocolChannell
     void virt_close() override;
     u32 virt_read(u8 *buffer, u32 maxBytes, u32 timeoutMSec) override;
     u32 virt_write(const u8 *buffer, u32 nBytes) override;
+    u32 virt_writeNow(const u8 *buffer, u32 nBytes) override;
 
   private:
     OSSocket sok;

@@ -251,6 +251,29 @@ int socket_write(sOSSocket &sok, const void *buffer, u16 nBytes)
     }
 }
 
+int socket_writeNoWait(sOSSocket &sok, const void *buffer, u32 nBytes)
+{
+    for (;;)
+    {
+        const ssize_t n = send(descriptorOf(sok), buffer, nBytes, MSG_NOSIGNAL | MSG_DONTWAIT);
+        if (n >= 0)
+            return static_cast<int>(n);
+        if (errno != EINTR)
+            return errno == EAGAIN || errno == ENOBUFS || errno == ENOMEM ? 0 : -1;
+    }
+}
+
+// An error that a failed call has taken away already still shows as the end of both directions.
+bool socket_isBroken(const sOSSocket &sok)
+{
+    pollfd link{descriptorOf(sok), 0, 0};
+    if (!socket_isOpen(sok) || (poll(&link, 1, 0) > 0 && (link.revents & (POLLERR | POLLHUP | POLLNVAL)) != 0))
+        return true;
+    int error = 0;
+    socklen_t size = sizeof error;
+    return getsockopt(descriptorOf(sok), SOL_SOCKET, SO_ERROR, &error, &size) != 0 || error != 0;
+}
+
 DescriptorReserve::DescriptorReserve() : m_descriptor(open("/dev/null", O_RDONLY | O_CLOEXEC)) {}
 
 DescriptorReserve::~DescriptorReserve()

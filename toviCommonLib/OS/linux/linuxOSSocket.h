@@ -69,8 +69,15 @@ enum class eSocketWait : u8
 // Waits for something to read, or for `cancel` (borrowed, may be null) to have been fired, which wins.
 eSocketWait socket_waitReadable(const sOSSocket &sok, u32 timeoutMSec, const sOSEvent *cancel);
 
-// Bytes handed to the system, fewer than asked for when the write time-out passed; 0 on an error.
+// Bytes handed to the system, fewer than asked for when the write time-out passed; 0 on an error. Which of both it was,
+// socket_isBroken tells.
 int socket_write(sOSSocket &sok, const void *buffer, u16 nBytes);
+
+// Bytes that the system took at once, 0 when it has no room, -1 on an error; it never waits.
+int socket_writeNoWait(sOSSocket &sok, const void *buffer, u32 nBytes);
+
+// Whether nothing can be written any more: the connection was reset or given up, or is not open.
+bool socket_isBroken(const sOSSocket &sok);
 
 // A descriptor held back so that a waiting connection can still be refused when the process has none left; without it
 // a level-triggered listener would stay ready for ever.
