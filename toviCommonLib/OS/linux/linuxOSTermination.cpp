@@ -27,6 +27,13 @@ void setHandler(int signalNumber, void (*handler)(int))
     sigaction(signalNumber, &action, nullptr);
 }
 
+// As whoever started the process wants it to outlive the terminal.
+bool isIgnored(int signalNumber)
+{
+    struct sigaction action = {};
+    return sigaction(signalNumber, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
 } // namespace
 
 bool termination_trap()
@@ -34,8 +41,10 @@ bool termination_trap()
     terminationRequested = false;
     if (!event_open(&terminationEvent))
         return false;
-    setHandler(SIGTERM, onTerminationSignal);
-    setHandler(SIGINT, onTerminationSignal);
+    for (int trapped : {SIGTERM, SIGINT})
+        setHandler(trapped, onTerminationSignal);
+    if (!isIgnored(SIGHUP))
+        setHandler(SIGHUP, onTerminationSignal);
     for (int ignored : {SIGPIPE, SIGXFSZ, SIGTTIN, SIGTTOU})
         setHandler(ignored, SIG_IGN);
     return true;
@@ -45,6 +54,8 @@ void termination_release()
 {
     for (int trapped : {SIGTERM, SIGINT, SIGPIPE, SIGXFSZ, SIGTTIN, SIGTTOU})
         setHandler(trapped, SIG_DFL);
+    if (!isIgnored(SIGHUP))
+        setHandler(SIGHUP, SIG_DFL);
     event_close(terminationEvent);
 }
 

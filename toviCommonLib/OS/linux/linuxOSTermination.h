@@ -1,4 +1,4 @@
-// The wish to end the process, told by SIGTERM or SIGINT. Process-wide; set up by the main thread, read by any.
+// The wish to end the process, told by SIGTERM, SIGINT or SIGHUP. Process-wide; set up by the main thread, read by any.
 #pragma once
 
 #include "toviCommonLib/OS/linux/linuxOSEvent.h"
@@ -6,8 +6,8 @@
 namespace platform
 {
 
-// From here on SIGTERM and SIGINT fire the termination event instead of killing the process, a closed peer (SIGPIPE)
-// or a file at its size limit (SIGXFSZ) never kills it, and a terminal that it does not own (SIGTTIN, SIGTTOU) never
+// From here on SIGTERM, SIGINT and, unless it was ignored before, SIGHUP fire the termination event instead of killing the
+// process, a closed peer (SIGPIPE) or a file at its size limit (SIGXFSZ) never kills it, and a terminal that it does not own (SIGTTIN, SIGTTOU) never
 // stops it. False without a descriptor.
 bool termination_trap();
 
