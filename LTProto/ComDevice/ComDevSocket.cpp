@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 namespace tovi
 {
@@ -157,6 +158,16 @@ void ComDevSocket::AcknowledgeNow()
         platform::socket_acknowledgeNow(m_socket);
 }
 
+void ComDevSocket::ReceivePause(bool peer, bool newcomers)
+{
+    if (m_waitableGroup == nullptr)
+        return;
+    if (IsConnected() && peer != std::exchange(m_peerPaused, peer))
+        m_waitableGroup->setSocketInterest(m_socket, !peer, false);
+    if (platform::socket_isOpen(m_serverSocket) && newcomers != std::exchange(m_newcomersPaused, newcomers))
+        m_waitableGroup->setSocketInterest(m_serverSocket, !newcomers, false);
+}
+
 bool ComDevSocket::Send(u32 size, void *buffer)
 {
     if (!IsConnected())
@@ -174,6 +185,7 @@ bool ComDevSocket::Close()
         return false;
     WaitableGroupUnlink(m_socket);
     platform::socket_close(m_socket);
+    m_peerPaused = false;
     return true;
 }
 

@@ -34,6 +34,7 @@ class ComDevSocket : public ComDevice
     // unlinked and closed), RECEIVE_SIZE_TOO_LARGE when `size` is 65536 or more.
     int Receive(u32 size, void *buffer) override;
     void AcknowledgeNow() override;
+    void ReceivePause(bool peer, bool newcomers) override;
 
     // A newcomer replaces a client that is connected for more than 60 s and is turned away by any other.
     int ReceiveServer() override;
@@ -54,6 +55,8 @@ class ComDevSocket : public ComDevice
     Tools::DateTime m_lastConnect{false}; // when the peer was taken on
     std::string m_host;                   // empty in the server role: this tells the roles apart
     u32 m_port = 0;
+    bool m_peerPaused = false;
+    bool m_newcomersPaused = false;
     Clock m_clock;
     platform::DescriptorReserve m_reserve;
 };

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <utility>
 
 namespace tovi
 {
@@ -92,12 +93,19 @@ int ComDevUart::Receive(u32 size, void *buffer)
     return RECEIVE_PEER_CLOSED;
 }
 
+void ComDevUart::ReceivePause(bool peer, bool)
+{
+    if (!WaitableGroupIsNull() && IsConnected() && peer != std::exchange(m_paused, peer))
+        m_waitableGroup->setSerialPortInterest(m_com, !peer);
+}
+
 bool ComDevUart::Close()
 {
     if (!IsConnected())
         return false;
     WaitableGroupUnlink(m_com);
     platform::serialPort_close(m_com);
+    m_paused = false;
     m_lineFreeAtMSec = 0; // nothing leaves any more
     return true;
 }

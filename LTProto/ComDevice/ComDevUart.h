@@ -28,6 +28,7 @@ class ComDevUart : public ComDevice
 
     // The count, 0 when nothing is there, RECEIVE_PEER_CLOSED when the line is gone (it is then unlinked and closed).
     int Receive(u32 size, void *buffer) override;
+    void ReceivePause(bool peer, bool newcomers) override;
     bool Close() override;
     bool Reset() override { return ReceiveBufferClear(); }
     bool IsConnected() const override { return !platform::serialPort_isInvalid(m_com); }
@@ -42,6 +43,7 @@ class ComDevUart : public ComDevice
     std::string m_device; // last opened
     OSSerialPort m_com;
     u32 m_speed = SPEED_DEFAULT;
+    bool m_paused = false;
     u64 m_lineFreeAtMSec = 0; // when the last byte accepted has left, counted by the speed
 };
 

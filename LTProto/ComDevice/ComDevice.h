@@ -63,6 +63,9 @@ class ComDevice
     // What was received draws no answer: a peer that waits for the word that it has come gets it now.
     virtual void AcknowledgeNow() {}
 
+    // Bytes of the peer, or waiting clients, are not reported until this is taken back; the end of the peer is.
+    virtual void ReceivePause(bool /*peer*/, bool /*newcomers*/) {}
+
     virtual bool Close() { return true; }
     virtual bool Reset() { return true; }
 

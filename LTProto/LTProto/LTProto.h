@@ -92,6 +92,10 @@ class LTProto
     // The device is readable: gathers bytes and handles one packet. `payload` is what the result's comment says.
     eReceiveResult OnReceive(Tools::MemoryBuffer &payload);
 
+    // While `paused` no packet is begun, and nobody is taken on: whoever sends waits. What has begun is read on: a packet that is
+    // half here, and a file. A serial line is not polled meanwhile, and its silence does not count.
+    void ReceivePause(bool paused);
+
     // A client waits on the listening socket: ClientConnect when it was taken on, else InternalProcessed.
     eReceiveResult OnReceiveServer();
 
@@ -303,6 +307,7 @@ class LTProto
     u64 m_idleFromMSec = 0;        // when the last byte came or left; the next idle step counts from here
     u64 m_silentFromMSec = 0;      // valid with m_pollUnanswered: when the client was last active
     bool m_pollUnanswered = false; // a poll went out and no byte has come since
+    bool m_receivePaused = false;  // no packet is begun
 
     FileQueue m_sendQueueFile;                // the head is on its way
     std::optional<FileToSend> m_fileReceive;  // the file that comes in

@@ -144,6 +144,17 @@ void LTProto::ReceiveBufferClear(size_t kept)
     std::memset(m_rcvBuffer.get() + kept, 0, m_rcvLen - kept);
 }
 
+void LTProto::ReceivePause(bool paused)
+{
+    const bool peerPaused = paused && m_rcvPos == 0 && !ReceiveFileIsRunning();
+    m_comDevice->ReceivePause(peerPaused, paused);
+    if (m_receivePaused == peerPaused)
+        return;
+    m_receivePaused = peerPaused;
+    m_pollUnanswered = false;
+    IdleRestart();
+}
+
 eReceiveResult LTProto::OnReceive(Tools::MemoryBuffer &payload)
 {
     m_hasSent = false;

@@ -227,7 +227,7 @@ eReceiveResult LTProto::OnEventTimeout()
     // A packet that stopped half way is given up.
     if (m_rcvPos > 0)
         ReceiveBufferReset();
-    if (m_comType != eComType::UART_MAIN)
+    if (m_comType != eComType::UART_MAIN || m_receivePaused)
         return result;
     if (!std::exchange(m_pollUnanswered, true))
         m_silentFromMSec = activeMSec;

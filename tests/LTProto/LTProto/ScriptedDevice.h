@@ -37,11 +37,18 @@ class ScriptedDevice : public tovi::ComDevice
     }
     bool IsConnected() const override { return m_connected; }
     bool Set(const char *, int) override { return m_connected = m_opens; }
+    void ReceivePause(bool peer, bool newcomers) override
+    {
+        m_peerPaused = peer;
+        m_newcomersPaused = newcomers;
+    }
     u32 SendingMSec() const override { return m_sendingMSec; }
 
     bool m_connected = true;
     bool m_opens = false; // whether it can be opened again
     u32 m_sendingMSec = 0;
+    bool m_peerPaused = false;
+    bool m_newcomersPaused = false;
     int m_serverResult = SERVER_CLIENT_TAKEN;
     bool m_connectedByServer = true; // whether there is a peer after ReceiveServer
     int m_resultWithoutBytes = 0;
