@@ -10,7 +10,7 @@
 
 using LT_Proto::eComType;
 using LT_Proto::eMqCommand;
-using LT_Proto::LTData;
+using LT_Proto::eMqMessage;
 
 namespace
 {
@@ -27,6 +27,8 @@ struct sQueues
     sHThreadMsgR mqMainFromExe; // ... protocol thread reads
     sHThreadMsgW mqMainToExe;   // protocol thread writes ...
     sHThreadMsgR mqExeFromMain; // ... main thread reads
+    LT_Proto::QueueLoad exeToMain;
+    LT_Proto::QueueLoad mainToExe;
 
     sQueues() = default;
     ~sQueues()
@@ -65,9 +67,9 @@ u32 payloadFor(const sOptions &options)
 }
 
 // The client side and the main loop, between two opened queues.
-void runBridge(const sOptions &options, Tools::LogTracer &logTracer, MachineSide &machine, const sQueues &queues)
+void runBridge(const sOptions &options, Tools::LogTracer &logTracer, MachineSide &machine, sQueues &queues)
 {
-    LT_Proto::Protocol main(&logTracer);
+    LT_Proto::Protocol main(&logTracer, queues.exeToMain, queues.mainToExe);
     if (main.Init(queues.mqMainFromExe, queues.mqMainToExe, options.comType, options.deviceMain.c_str(),
                   payloadFor(options)) != 0)
     {
@@ -77,10 +79,11 @@ void runBridge(const sOptions &options, Tools::LogTracer &logTracer, MachineSide
     logTracer.Trace("Max payload lenght %u bytes", static_cast<unsigned>(main.PayloadSize()));
     if (!main.Start())
         return;
-    LTData::SendCommand(queues.mqExeToMain, eMqCommand::LIB_VERSION);
-    LTData::SendCommand(queues.mqExeToMain, eMqCommand::TRACE_ENABLE);
+    for (eMqCommand command : {eMqCommand::LIB_VERSION, eMqCommand::TRACE_ENABLE})
+        queues.exeToMain.Push(queues.mqExeToMain, eMqMessage::COMMAND, static_cast<u32>(command));
     machine.run();
-    main.Stop();
+    main.Stop(); // first, so that nothing is acknowledged any more
+    machine.finish();
 }
 
 } // namespace
@@ -114,7 +117,8 @@ int Core(int argc, char *const *argv)
         logTracer.Trace("ERR: failed to create a internal Main link");
         return -1;
     }
-    MachineSide machine(logTracer, rConn, queues.mqExeFromMain, queues.mqExeToMain);
+    MachineSide machine(logTracer, rConn, {queues.mqExeFromMain, queues.mainToExe},
+                        {queues.mqExeToMain, queues.exeToMain});
     if (!machine.isReady())
         logTracer.Trace("ERR: syncronization mechanism generation impossible");
     else if (running)

@@ -17,95 +17,144 @@ namespace
 constexpr u32 EVENT_MACHINE_SOCKET = 123;
 constexpr u32 EVENT_CLIENT_QUEUE = 100;
 constexpr u32 EVENT_TERMINATION = 101;
+constexpr u32 EVENT_ROOM_TO_CLIENT = 102; // the protocol thread has caught up
 
 constexpr u32 WAIT_MSEC = 100;
 constexpr u32 MESSAGES_PER_TURN = 64; // of one side at most, then the other has its turn
-constexpr u64 TURN_MSEC = 200;        // as long as one message may wait for the machine
+constexpr u64 STALL_MSEC = 200;       // a message waits so long before it is traced that the machine takes none
+constexpr u64 FINISH_MSEC = 2000;
 constexpr u32 BUFFER_BYTES_SHOWN = 32;
 
 } // namespace
 
-MachineSide::MachineSide(Tools::LogTracer &logTracer, ToviConn &rConn, const sHThreadMsgR &fromClient,
-                         const sHThreadMsgW &toClient)
+MachineSide::MachineSide(Tools::LogTracer &logTracer, ToviConn &rConn, sFromClient fromClient, sToClient toClient)
     : m_logTracer(logTracer), m_rConn(rConn), m_fromClient(fromClient), m_toClient(toClient)
 {
     m_ready = m_wg.addSocket(m_rConn.getSocket(), EVENT_MACHINE_SOCKET) &&
-              m_wg.addMsgQ(m_fromClient, EVENT_CLIENT_QUEUE) &&
+              m_wg.addMsgQ(m_fromClient.queue, EVENT_CLIENT_QUEUE) &&
+              m_wg.addEvent(m_toClient.load.RoomEvent(), EVENT_ROOM_TO_CLIENT) &&
               m_wg.addEvent(platform::termination_event(), EVENT_TERMINATION);
 }
 
 MachineSide::~MachineSide()
 {
-    m_wg.removeMsgQ(m_fromClient);
+    m_wg.removeMsgQ(m_fromClient.queue);
 }
 
-// One cycle: 1. wait, but not while a turn was cut short; 2. one handler for each ready source; 3. what the last turns
-// left over; 4. when nothing at all happened, the keyboard.
+// One cycle: 1. wait, but not while messages can be moved that no event will report; 2. note what the events say; 3. one turn
+// for each side; 4. when nothing at all happened, the keyboard.
+// A message that the machine has not taken whole stops the turn of the client's queue: nothing leaves it that cannot go out. A
+// full queue to the client stops the reading of the machine.
 void MachineSide::run()
 {
     while (m_running)
     {
-        const bool machineLeftOver = std::exchange(m_machineHasMore, false);
-        const bool clientLeftOver = std::exchange(m_clientHasMore, false);
-        const bool leftOver = machineLeftOver || clientLeftOver;
-        const u8 n = m_wg.wait(leftOver ? 0 : WAIT_MSEC);
-        handleEvents(n);
-        if (machineLeftOver && m_running)
-            onMachineSocket();
-        if (clientLeftOver && m_running)
-            onClientQueue();
-        if (n == 0 && !leftOver && operatorWantsEnd())
-        {
-            m_logTracer.Trace("Program exit");
+        setInterest();
+        const bool busy = (m_machineHasMore && mayReadMachine()) || (m_clientHasMore && maySendToMachine());
+        const u8 n = m_wg.wait(busy ? 0 : WAIT_MSEC);
+        noteEvents(n);
+        if (m_running && m_machineHasMore && mayReadMachine())
+            readMachine();
+        if (m_running && m_clientHasMore && maySendToMachine())
+            sendToMachine();
+        watchStall();
+        if (m_rConn.IsDead())
             m_running = false;
-        }
+        if (n == 0 && !busy && m_running)
+            pollKeyboard();
     }
 }
 
-void MachineSide::handleEvents(u8 count)
+// As `run`, but what the machine says is discarded: one that is stuck in a write of its own would never take ours.
+void MachineSide::finish()
+{
+    m_finishing = true;
+    m_clientHasMore = true;
+    const u64 untilMSec = platform::getTimeNowMSec() + FINISH_MSEC;
+    for (u64 now = platform::getTimeNowMSec(); now < untilMSec; now = platform::getTimeNowMSec())
+    {
+        if (m_rConn.IsDead() || (!m_clientHasMore && !m_rConn.HasTail()))
+            break;
+        setInterest();
+        noteEvents(m_wg.wait(maySendToMachine() ? 0 : static_cast<u32>(untilMSec - now)));
+        if (m_machineHasMore)
+            readMachine();
+        if (maySendToMachine())
+            sendToMachine();
+    }
+    traceUnsent();
+}
+
+void MachineSide::traceUnsent()
+{
+    u32 count = m_rConn.HasTail() ? 1 : 0;
+    tovi::thread::sMsg msg;
+    for (; m_fromClient.load.Pop(m_fromClient.queue, &msg); tovi::thread::deleteMsg(msg))
+        count += static_cast<eMqMessage>(msg.what) != eMqMessage::COMMAND ? 1 : 0;
+    if (count != 0)
+        m_logTracer.Trace("%u messages of the client were not sent to the machine", count);
+}
+
+// A side that has to wait is taken out of the wait, so that what it sent meanwhile wakes nobody.
+void MachineSide::setInterest()
+{
+    const bool reading = mayReadMachine();
+    const bool writing = m_rConn.HasTail();
+    if (reading != m_waitsForReading || writing != m_waitsForWriting)
+        m_wg.setSocketInterest(m_rConn.getSocket(), reading, writing);
+    m_waitsForReading = reading;
+    m_waitsForWriting = writing;
+}
+
+void MachineSide::noteEvents(u8 count)
 {
     for (u8 i = 0; i < count; ++i)
     {
         switch (m_wg.getEventUserParamAsU32(i))
         {
-        case EVENT_CLIENT_QUEUE: onClientQueue(); break; // edge-triggered: what it leaves is not reported again
-        case EVENT_MACHINE_SOCKET: onMachineSocket(); break;
-        case EVENT_TERMINATION:
-            m_logTracer.Trace("Program exit");
-            m_running = false;
+        case EVENT_CLIENT_QUEUE: m_clientHasMore = true; break; // edge-triggered: what is left is not reported again
+        case EVENT_MACHINE_SOCKET:
+            m_machineHasMore = true;
+            m_machineEnds = m_machineEnds || m_wg.getEventIsEnd(i);
+            flushTail();
             break;
-        default: break;
+        case EVENT_TERMINATION:
+            if (std::exchange(m_running, false))
+                m_logTracer.Trace("Program exit");
+            break;
+        default: break; // EVENT_ROOM_TO_CLIENT: the next turn looks
         }
     }
 }
 
-bool MachineSide::operatorWantsEnd()
+void MachineSide::pollKeyboard()
 {
     const std::optional<char> key = keyboardPoll();
-    return key == 'x' || key == 'X';
+    if (key != 'x' && key != 'X')
+        return;
+    m_logTracer.Trace("Program exit");
+    m_running = false;
 }
 
 // ---- From the client.
 
-// One record serves all messages of a turn: a request carries the value that the message before it left there.
-void MachineSide::onClientQueue()
+void MachineSide::sendToMachine()
 {
-    LTData record;
     tovi::thread::sMsg msg;
-    // A machine that takes no messages makes each of them slow: neither its own end nor the wish to end waits for the last.
-    const u64 until = platform::getTimeNowMSec() + TURN_MSEC;
-    for (u32 i = 0; i < MESSAGES_PER_TURN && (i == 0 || platform::getTimeNowMSec() < until); ++i)
+    for (u32 i = 0; i < MESSAGES_PER_TURN && maySendToMachine(); ++i)
     {
-        if (platform::termination_requested() || !tovi::thread::popMsg(m_fromClient, &msg))
+        m_clientHasMore = m_fromClient.load.Pop(m_fromClient.queue, &msg);
+        if (!m_clientHasMore)
             return;
-        onClientMessage(msg, record);
+        onClientMessage(msg);
         tovi::thread::deleteMsg(msg);
     }
-    m_clientHasMore = true;
 }
 
-void MachineSide::onClientMessage(const tovi::thread::sMsg &msg, LTData &record)
+// Each message has a record of its own: nothing of the one before is left where this one looks.
+void MachineSide::onClientMessage(const tovi::thread::sMsg &msg)
 {
+    LTData record;
     const int param = static_cast<int>(msg.paramU32);
     switch (static_cast<eMqMessage>(msg.what))
     {
@@ -139,28 +188,54 @@ void MachineSide::onClientMessage(const tovi::thread::sMsg &msg, LTData &record)
     default: return;
     }
     m_rConn.MessageSend(record);
+    if (m_rConn.HasTail())
+        m_tailSinceMSec = platform::getTimeNowMSec();
+}
+
+void MachineSide::flushTail()
+{
+    if (!m_rConn.HasTail())
+        return;
+    m_rConn.Flush();
+    if (!m_rConn.HasTail() && std::exchange(m_stallTold, false))
+        m_logTracer.Trace("The machine takes messages again");
+}
+
+void MachineSide::watchStall()
+{
+    if (m_stallTold || !m_rConn.HasTail() || platform::getTimeNowMSec() < m_tailSinceMSec + STALL_MSEC)
+        return;
+    m_stallTold = true;
+    m_logTracer.Trace("The machine takes no messages");
 }
 
 // ---- From the machine.
 
-void MachineSide::onMachineSocket()
+// One record serves all messages of a turn: one that carries no value brings the value before it once more.
+void MachineSide::readMachine()
 {
     LTData record;
-    for (u32 i = 0; i < MESSAGES_PER_TURN; ++i)
+    bool hasRead = false;
+    for (u32 i = 0; i < MESSAGES_PER_TURN && m_machineHasMore && mayReadMachine(); ++i)
     {
-        switch (m_rConn.MessageProcess(record))
+        const eToviConnStatus status = m_rConn.MessageProcess(record);
+        hasRead = hasRead || status != eToviConnStatus::EMPTY;
+        switch (status)
         {
         case eToviConnStatus::MESSAGE: onMachineRecord(record); break;
         case eToviConnStatus::NONE: break;
-        case eToviConnStatus::EMPTY: return;
-        case eToviConnStatus::ABORT: m_running = false; return;
+        case eToviConnStatus::EMPTY: m_machineHasMore = false; break;
+        case eToviConnStatus::ABORT: m_machineHasMore = false; break; // the link is dead
         }
     }
-    m_machineHasMore = true;
+    if (hasRead)
+        m_rConn.AcknowledgeNow();
 }
 
 void MachineSide::onMachineRecord(LTData &record)
 {
+    if (m_finishing)
+        return;
     if (record.m_request)
         onMachineRequest(record);
     else
@@ -173,14 +248,23 @@ void MachineSide::onMachineValue(const LTData &record)
     {
     case eDataType::VARIABLE_ID:
         m_logTracer.Trace("From Tovi: variable %u (%x)", record.m_elemValue, record.m_elemValue);
-        record.SendVar(m_toClient);
+        postRecord(record);
         break;
     case eDataType::FILE_ID:
         m_logTracer.Trace("From Tovi: File send %d", static_cast<int>(record.m_elemValue));
-        LTData::SendFile(m_toClient, record.m_elemValue, record.m_dataBuffer.m_len, record.m_dataBuffer.m_ptr.get());
+        m_toClient.load.Push(m_toClient.queue, eMqMessage::FILE_DATA, record.m_elemValue,
+                             record.m_dataBuffer.m_ptr.get(), record.m_dataBuffer.m_len);
         break;
     default: m_logTracer.Trace("***From Tovi: Unknown data type %d\n", static_cast<int>(record.m_elemType)); break;
     }
+}
+
+void MachineSide::postRecord(const LTData &record)
+{
+    Tools::MemoryBuffer encoded;
+    record.Encode(encoded);
+    m_toClient.load.Push(m_toClient.queue, eMqMessage::VARIABLE_DATA, record.m_elemValue, encoded.m_ptr.get(),
+                         encoded.m_len);
 }
 
 // A request travels as a value, with whatever value the record holds.
@@ -193,5 +277,5 @@ void MachineSide::onMachineRequest(const LTData &record)
         m_logTracer.Trace("From Tovi: File request %d", id);
     else
         return;
-    record.SendVar(m_toClient);
+    postRecord(record);
 }

@@ -36,8 +36,9 @@ u16 payloadFor(eComType type, u32 payload)
 
 } // namespace
 
-Protocol::Protocol(Tools::LogTracer *logTracer, LTProtocol::LTProto::Clock clock)
-    : m_logTracer(logTracer), m_comProtocol(clock)
+Protocol::Protocol(Tools::LogTracer *logTracer, QueueLoad &fromMain, QueueLoad &toMain,
+                   LTProtocol::LTProto::Clock clock)
+    : m_logTracer(logTracer), m_fromMain(fromMain), m_toMain(toMain), m_comProtocol(clock)
 {
     m_comProtocol.LogTracer(logTracer);
 }
@@ -70,7 +71,8 @@ int Protocol::JoinQueues(const sHThreadMsgR &read, const sHThreadMsgW &write)
 {
     m_mqRead = read;
     m_mqWrite = write;
-    if (read.uid.isInvalid() || write.uid.isInvalid() || !m_wg.addMsgQ(m_mqRead, EVENT_FROM_MQ))
+    if (read.uid.isInvalid() || write.uid.isInvalid() || !m_wg.addMsgQ(m_mqRead, EVENT_FROM_MQ) ||
+        !m_wg.addEvent(m_toMain.RoomEvent(), EVENT_ROOM_TO_MAIN))
     {
         LogPrint("Protocol addMsgQ(EVENT_FORM_MQ) error");
         return 2;
@@ -106,14 +108,16 @@ i16 Protocol::ThreadStart(void *self)
     return 0;
 }
 
-// The thread, until Stop: 1. wait, but not while the main thread's queue was left half read; 2. one handler for each ready
-// source; 3. the messages left over from a turn that was cut short; 4. the engine's idle step when the client link was
-// silent for long enough, whatever the main thread sends meanwhile.
+// The thread, until Stop: 1. stop reading the client while the main thread is behind, or go on; 2. wait, but not while the main
+// thread's queue was left half read; 3. one handler for each ready source, so at most one packet; 4. the messages left over
+// from a turn that was cut short; 5. the engine's idle step when the client link was silent for long enough, whatever the main
+// thread sends meanwhile. The main thread's queue is always read on: no two stops ever wait for each other.
 void Protocol::Process()
 {
     m_comProtocol.ReceiveFilesRestore();
     while (m_threadRunning)
     {
+        m_comProtocol.ReceivePause(m_toMain.MustStop());
         const bool leftOver = std::exchange(m_mqHasMore, false);
         const u8 n = m_wg.wait(leftOver ? 0 : std::min(m_comProtocol.IdleIn(), m_comProtocol.WaitingTimeout()));
         for (u8 i = 0; i < n; ++i)
@@ -152,6 +156,7 @@ void Protocol::HandleEvent(u32 userParam)
         LogPrint("Event from protocol");
         OnEventFromProtocol();
         break;
+    case EVENT_ROOM_TO_MAIN: break; // the next cycle looks
     default: LogPrint("Protocol::Unknown event");
     }
     ConnectionCheck();
@@ -245,7 +250,7 @@ void Protocol::MqReceive()
     tovi::thread::sMsg msg;
     for (u32 i = 0; i < MESSAGES_PER_TURN; ++i)
     {
-        if (!tovi::thread::popMsg(m_mqRead, &msg))
+        if (!m_fromMain.Pop(m_mqRead, &msg))
             return;
         LogPrint("MqReceive what %d, param32 %d len %d", msg.what, static_cast<int>(msg.paramU32),
                  static_cast<int>(msg.bufferSize));
@@ -346,7 +351,12 @@ void Protocol::CommandReceive(eMqCommand command)
 
 void Protocol::MqSend(eMqMessage what, u32 param, const void *bytes, u32 size)
 {
-    tovi::thread::pushMsg(m_mqWrite, static_cast<u16>(what), param, bytes, size);
+    m_toMain.Push(m_mqWrite, what, param, bytes, size);
+}
+
+void Protocol::CommandSend(eMqCommand command)
+{
+    MqSend(eMqMessage::COMMAND, static_cast<u32>(command));
 }
 
 // The replies tell the tracer's state, not the thread's own switches.
@@ -357,18 +367,17 @@ bool Protocol::TracerIsOn() const
 
 void Protocol::LogStateSend()
 {
-    LTData::SendCommand(m_mqWrite, TracerIsOn() ? eMqCommand::LOG_ENABLE : eMqCommand::LOG_DISABLE);
+    CommandSend(TracerIsOn() ? eMqCommand::LOG_ENABLE : eMqCommand::LOG_DISABLE);
 }
 
 void Protocol::TraceStateSend()
 {
-    LTData::SendCommand(m_mqWrite, TracerIsOn() ? eMqCommand::TRACE_ENABLE : eMqCommand::TRACE_DISABLE);
+    CommandSend(TracerIsOn() ? eMqCommand::TRACE_ENABLE : eMqCommand::TRACE_DISABLE);
 }
 
 void Protocol::LogOnFileStateSend()
 {
-    const bool onDisk = m_comProtocol.TraceOnDisk();
-    LTData::SendCommand(m_mqWrite, onDisk ? eMqCommand::LOG_WRITE_ENABLE : eMqCommand::LOG_WRITE_DISABLE);
+    CommandSend(m_comProtocol.TraceOnDisk() ? eMqCommand::LOG_WRITE_ENABLE : eMqCommand::LOG_WRITE_DISABLE);
 }
 
 // ---- Log.

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "LTProto/LTProto/LTProto.h"
-#include "LumoBridge/LTData.h"
+#include "LumoBridge/QueueLoad.h"
 #include "toviCommonLib/OS/linux/linuxOSWaitableGrp.h"
 #include "toviCommonLib/toviThread.h"
 
@@ -19,9 +19,12 @@ class Protocol
     static constexpr u32 EVENT_FROM_PROTOCOL = 18;        // bytes of the client, or it closed
     static constexpr u32 EVENT_FROM_PROTOCOL_SERVER = 19; // a client waits to be accepted
     static constexpr u32 EVENT_FROM_MQ = 34;              // the main thread sent something
+    static constexpr u32 EVENT_ROOM_TO_MAIN = 35;         // the main thread has caught up
 
-    // The tracer is borrowed, may be null and must outlive the object; thread and engine share it.
-    explicit Protocol(Tools::LogTracer *logTracer, LTProtocol::LTProto::Clock clock = platform::getTimeNowMSec);
+    // All are borrowed and must outlive the object. The tracer may be null; thread and engine share it. The loads are those of
+    // the queues from and to the main thread.
+    Protocol(Tools::LogTracer *logTracer, QueueLoad &fromMain, QueueLoad &toMain,
+             LTProtocol::LTProto::Clock clock = platform::getTimeNowMSec);
     ~Protocol();
     Protocol(const Protocol &) = delete;
     Protocol &operator=(const Protocol &) = delete;
@@ -66,6 +69,7 @@ class Protocol
     void CommandReceive(eMqCommand command);
     bool SwitchSet(bool &flag, bool on);
 
+    void CommandSend(eMqCommand command);
     void MqSend(eMqMessage what, u32 param, const void *bytes = nullptr, u32 size = 0);
     void LogStateSend();
     void TraceStateSend();
@@ -77,6 +81,8 @@ class Protocol
 
     OSWaitableGrp m_wg;                       // protocol thread
     Tools::LogTracer *m_logTracer;            // read-only; locks itself; not owned
+    QueueLoad &m_fromMain;                    // both threads
+    QueueLoad &m_toMain;                      // both threads
     LTProtocol::LTProto m_comProtocol;        // protocol thread after Start
     bool m_traceEnable = false;               // protocol thread
     bool m_logEnable = false;                 // protocol thread; gates LogPrint

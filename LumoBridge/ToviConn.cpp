@@ -13,7 +13,6 @@ namespace
 constexpr u32 IDENTIFICATION_CODE = 0x5E17C0DA;
 constexpr u8 CONNECT_ATTEMPTS = 5;
 constexpr u32 RECEIVE_BUFFER_LEN = 1024;
-constexpr u32 WRITE_TIMEOUT_MSEC = 200;
 constexpr u32 MESSAGES_WITHOUT_RECORD_MAX = 64; // in one call
 
 constexpr u32 ID_LEN = 4;
@@ -158,6 +157,13 @@ bool ToviConn::Connect(const OSSocket &connected)
 
 eToviConnStatus ToviConn::MessageProcess(LTData &record)
 {
+    const eToviConnStatus status = MessageRead(record);
+    m_isDead = m_isDead || status == eToviConnStatus::ABORT;
+    return status;
+}
+
+eToviConnStatus ToviConn::MessageRead(LTData &record)
+{
     for (u32 i = 0; i < MESSAGES_WITHOUT_RECORD_MAX; ++i)
     {
         const u32 len = m_smuConn.read(0, m_rcvBuffer);
@@ -202,5 +208,12 @@ bool ToviConn::MessageSend(const LTData &record)
     const u16 len = tovi::SMUConn::encodeMsg(messageKind(record.m_elemType), 0, payload.head, payload.headLen,
                                              record.m_dataBuffer.m_ptr.get(), bufferLen, message.data(),
                                              message.getTotalSizeAllocated());
-    return len != 0 && !tovi::isFailure(m_smuConn.write(message.data(), len, WRITE_TIMEOUT_MSEC));
+    const u32 taken = len != 0 ? m_smuConn.writeNow(message.data(), len) : 0;
+    m_isDead = m_isDead || tovi::isFailure(taken);
+    return taken != 0 && !tovi::isFailure(taken);
+}
+
+void ToviConn::Flush()
+{
+    m_isDead = m_isDead || tovi::isFailure(m_smuConn.flush());
 }

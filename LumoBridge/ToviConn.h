@@ -38,15 +38,26 @@ class ToviConn
     // Reads on to the next message that yields a record, without waiting; a run of others is cut by NONE.
     eToviConnStatus MessageProcess(LT_Proto::LTData &record);
 
-    // True when the message was written, or its beginning; its rest then goes out before the next one. A message above
-    // 65535 bytes is refused.
+    // Writes what the machine takes at once and keeps the rest as the tail, which goes out by Flush. False when the message was
+    // not taken: a tail is there, the link is dead, or the message is above 65535 bytes.
     bool MessageSend(const LT_Proto::LTData &record);
+
+    bool HasTail() const { return m_smuConn.hasTail(); }
+    void Flush();
+
+    // Nothing reaches the machine any more: a write failed, or MessageProcess gave ABORT.
+    bool IsDead() const { return m_isDead; }
+
+    // The machine hears at once that what it sent has come.
+    void AcknowledgeNow() { m_smuConn.acknowledgeNow(); }
 
     const OSSocket &getSocket() const { return m_smuConn.getSocket(); }
 
   private:
+    eToviConnStatus MessageRead(LT_Proto::LTData &record);
     eToviConnStatus MessageDecode(LT_Proto::LTData &record) const;
 
     tovi::ProtocolBuffer m_rcvBuffer; // one message at a time
     tovi::SMUConn m_smuConn;
+    bool m_isDead = false;
 };

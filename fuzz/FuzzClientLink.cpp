@@ -43,10 +43,10 @@ extern "C" int LLVMFuzzerTestOneInput(const u8 *data, size_t size)
 {
     static constexpr u32 PAYLOADS[] = {50000, 65535, 100, 5000, 1, 16, 300, 4};
     Input input{{data, size}};
-    const TestQueue toBridge, fromBridge;
+    TestQueue toBridge, fromBridge;
     Tools::LogTracer tracer;
     tracer.Init(u8{10});
-    auto bridge = std::make_unique<Protocol>(&tracer, [] { return s_nowMSec; });
+    auto bridge = std::make_unique<Protocol>(&tracer, toBridge.load, fromBridge.load, [] { return s_nowMSec; });
     auto *device = new ScriptedDevice; // owned by the bridge
     const u8 start = static_cast<u8>(input.number());
     bridge->Init(toBridge.read, fromBridge.write, eComType{static_cast<u8>(1 + start % 4)},
@@ -74,7 +74,7 @@ extern "C" int LLVMFuzzerTestOneInput(const u8 *data, size_t size)
         mustHold(std::all_of(device->m_sent.begin(), device->m_sent.end(), isWholePacket), "whole packets go out");
         device->m_sent.clear();
         tovi::thread::sMsg msg;
-        for (; tovi::thread::popMsg(fromBridge.read, &msg); tovi::thread::deleteMsg(msg))
+        for (; fromBridge.load.Pop(fromBridge.read, &msg); tovi::thread::deleteMsg(msg))
             if (msg.what == 65534) // LINK_STATE
                 mustHold((isUp = !isUp) == (msg.paramU32 == 1), "link states alternate, up comes first");
             else if (msg.what == 4) // FILE_DATA

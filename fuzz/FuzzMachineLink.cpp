@@ -40,7 +40,7 @@ extern "C" int LLVMFuzzerTestOneInput(const u8 *data, size_t size)
             send(link.get(), bytes.data() + at, std::min(PIECE_MAX, bytes.size() - at), MSG_DONTWAIT);
     };
     Input input{{data, size}};
-    const TestQueue fromClient, toClient;
+    TestQueue fromClient, toClient;
     const u32 start = input.number();
     machineSends((start & 1) != 0 ? GREETING_ANSWER : std::vector<u8>{});
     machineSends((start & 2) != 0 ? IDENTIFY_ANSWER : std::vector<u8>{});
@@ -73,6 +73,10 @@ extern "C" int LLVMFuzzerTestOneInput(const u8 *data, size_t size)
     OSSocket bridgeEnd;
     bridgeEnd.socketID = ends[1];
     if (ToviConn machine; machine.Connect(bridgeEnd))
-        MachineSide(tracer, machine, fromClient.read, toClient.write).run();
+    {
+        MachineSide side(tracer, machine, {fromClient.read, fromClient.load}, {toClient.write, toClient.load});
+        side.run();
+        side.finish();
+    }
     return 0;
 }

@@ -26,7 +26,7 @@ class ProtocolTest : public testing::Test
     }
     TestQueue m_in, m_out;
     Tools::LogTracer m_tracer;
-    Protocol m_thread{&m_tracer};
+    Protocol m_thread{&m_tracer, m_in.load, m_out.load};
 };
 
 TEST_F(ProtocolTest, RepliesTellTheTracer)
@@ -61,7 +61,8 @@ TEST_F(ProtocolTest, ClientComesIsServedAndLeaves)
 TEST_F(ProtocolTest, StartsAfterAGoodInitAloneAndStopsOnce)
 {
     EXPECT_TRUE(m_thread.Stop() && !m_thread.Stop()); // even before its first step
-    Protocol noLink(nullptr), noRead(nullptr), noWrite(nullptr);
+    Protocol noLink(nullptr, m_in.load, m_out.load), noRead(nullptr, m_in.load, m_out.load),
+        noWrite(nullptr, m_in.load, m_out.load);
     EXPECT_TRUE(Init(noLink, m_in.read, m_out.write, 0) == 1 && Init(noRead, {}, m_out.write) == 2 &&
                 Init(noWrite, m_in.read, {}) == 2 && !noLink.Start() && !noRead.Start() && !noWrite.Start());
 }

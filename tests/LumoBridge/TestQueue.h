@@ -1,7 +1,8 @@
-// A queue between threads, and what arrives on it as text: "what parameter [bytes]".
+// A queue between threads with its load, and what arrives on it as text: "what parameter [bytes]".
 #pragma once
 
 #include "LTProto/Tools/Hex.h"
+#include "LumoBridge/QueueLoad.h"
 #include "tests/Descriptor.h"
 #include "toviCommonLib/OS/linux/linuxOSWaitableGrp.h"
 
@@ -12,7 +13,7 @@ struct TestQueue
     std::string next()
     {
         tovi::thread::sMsg msg;
-        while (!tovi::thread::popMsg(read, &msg) && group.wait(PATIENCE_MSEC) != 0)
+        while (!load.Pop(read, &msg) && group.wait(PATIENCE_MSEC) != 0)
             continue;
         const std::string bytes = Tools::ToHex(msg.buffer, msg.bufferSize, ' ');
         tovi::thread::deleteMsg(msg);
@@ -20,5 +21,6 @@ struct TestQueue
     }
     sHThreadMsgR read;
     sHThreadMsgW write;
+    LT_Proto::QueueLoad load;
     OSWaitableGrp group;
 };

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <fcntl.h>
+#include <fstream>
 #include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <utility>
@@ -112,6 +113,17 @@ bool BridgeProcess::prints(const std::string &text)
             m_output.size() == searched)
             return false;
     }
+}
+
+long BridgeProcess::peakMemoryKb() const
+{
+    if (BRIDGE_COMMAND.size() > 1 || LUMO_SANITIZED)
+        return 0;
+    std::ifstream status("/proc/" + std::to_string(m_pid) + "/status");
+    for (std::string line; std::getline(status, line);)
+        if (line.starts_with("VmHWM:"))
+            return std::atol(line.c_str() + 6);
+    return PEAK_MEMORY_KB; // it has ended
 }
 
 int BridgeProcess::status()

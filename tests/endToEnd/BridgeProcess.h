@@ -17,6 +17,8 @@
 // How the daemon is started here: its path, behind the emulator's words when it is built for another machine.
 inline const std::vector<std::string> BRIDGE_COMMAND = {LUMO_BRIDGE_COMMAND};
 
+constexpr long PEAK_MEMORY_KB = 16 * 1024; // whoever floods, whoever stalls
+
 class BridgeProcess
 {
   public:
@@ -42,6 +44,9 @@ class BridgeProcess
     // Waits until its output brings `text`, from where the last call found its own; false when it ended, or was silent
     // for too long, before.
     bool prints(const std::string &text);
+
+    // The most memory that it ever had resident, in KB; 0 where it cannot be told: under an emulator or a sanitizer.
+    long peakMemoryKb() const;
 
     // Waits for its end: its exit status, or -1 when a signal killed it.
     int status();

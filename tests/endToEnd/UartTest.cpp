@@ -131,6 +131,28 @@ TEST_F(UartTest, LongPacketsPassAtLineSpeedBothWays)
     EXPECT_EQ(m_smu.receive(), hexOf(Hex("90 01 00 00 00 00 00 0B " + value)));
 }
 
+// While the machine does not read, the client waits for its ACK: no poll comes between, and it does not count as silent.
+TEST_F(UartTest, DeafMachineMakesTheClientWaitForItsAck)
+{
+    m_smu.receiveLittle();
+    ASSERT_NO_FATAL_FAILURE(startWithClient());
+    const std::vector<u8> value = Framed("66 FF FF FF FE 06 00 00 00 0B " + largeValue(4000));
+    const auto isAnswered = [this]
+    {
+        pollfd answer{m_client->link().get(), POLLIN, 0};
+        return poll(&answer, 1, 1000) == 1;
+    };
+    constexpr int MOST = 2000;
+    int acknowledged = 0;
+    for (m_client->sendRaw(value); acknowledged < MOST && isAnswered(); m_client->sendRaw(value), ++acknowledged)
+        ASSERT_EQ(receiveBeyondPolls(), framed(ACK));
+    EXPECT_LT(acknowledged, MOST);
+    for (int i = 0; i <= acknowledged; ++i)
+        ASSERT_EQ(m_smu.receiveBytes().size(), 9U + 4000 - 16) << i;
+    EXPECT_EQ(m_client->receive(), framed(ACK));
+    EXPECT_EQ(m_client->receive(), POLLING);
+}
+
 TEST_F(UartTest, LineThatTakesNothingIsReported)
 {
     ASSERT_NO_FATAL_FAILURE(startWithClient({"-payload", "65535"}));
