@@ -37,9 +37,8 @@ class Machine
     // Offers the files of `filesFolder`, as MachineFiles says.
     explicit Machine(std::filesystem::path filesFolder = {}) : m_files(std::move(filesFolder)) {}
 
-    // A message of the bridge. A variable message is a request unless it carries a value that the variable accepts: the
-    // bridge's requests carry whatever value its record held before, so the kind of the variable has to tell. For
-    // the same reason a file message announces a file only with a full name that was not announced before.
+    // A message of the bridge. A variable message is a request unless it carries a value that the variable accepts; a file
+    // message announces a file only with a full name that was not announced before.
     Reaction take(const tovi::SMUConn::sDecodedMsg &message);
 
     // A typed line, such as "set 4 95"; `helpText` names them all.
