@@ -301,6 +301,7 @@ class LTProto
 
     Clock m_clock;
     u64 m_idleFromMSec = 0;        // when the last byte came or left; the next idle step counts from here
+    u64 m_rcvLastMSec = 0;      // of m_clock: when the last byte came
     u64 m_silentFromMSec = 0;      // valid with m_pollUnanswered: when the client was last active
     bool m_pollUnanswered = false; // a poll went out and no byte has come since
 
