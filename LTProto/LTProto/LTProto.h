@@ -128,7 +128,8 @@ class LTProto
     // ---- Tickets and the send queue.
 
     // Opens a ticket under `ticketId`, or under the next number when that is TICKET_NONE. Returns its number, or
-    // TICKET_NONE for type NONE, for a data type without tickets, and when TICKETS_MAX are open.
+    // TICKET_NONE for type NONE, for a data type without tickets. When TICKETS_MAX are open the oldest that no file transfer
+    // uses gives way.
     TicketNr TicketEnqueue(eTicketType ticketType, eDataType dataType, u32 value, TicketNr ticketId);
     TicketNr TicketSearch(eTicketType ticketType, eDataType dataType, u32 value) const; // the oldest, or TICKET_NONE
     bool TicketRemove(TicketNr ticketId);
@@ -246,6 +247,9 @@ class LTProto
     eReceiveResult VariableRequestReceive(Tools::MemoryBuffer &payload);
     eReceiveResult TicketRequestReceive(const Tools::MemoryBuffer &payload);
     eReceiveResult DataReceive(Tools::MemoryBuffer &payload);
+    bool TicketMakeRoom();
+    void TicketGiveWay(TicketNr ticketId);
+    bool TransferUses(TicketNr ticketId) const;
     eReceiveResult AnswerReceive(Tools::MemoryBuffer &payload);
     eReceiveResult ItemReceive(const Item &item, Tools::MemoryBuffer &payload);
     eReceiveResult ValueReceive(const Item &item, Tools::MemoryBuffer &payload);
