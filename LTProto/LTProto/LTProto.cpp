@@ -19,6 +19,7 @@ namespace
 
 constexpr char SERVER_MARK = '@';
 constexpr char FILE_FOLDER[] = "/BridgeTemp";
+constexpr u64 LATE_FILE_MSEC = 60000;
 constexpr u32 RECEIVE_RESERVE = 10; // what the receive buffer holds beside the largest payload
 
 // A port as decimal text; what does not fit an int stays outside the range of ports.
@@ -158,8 +159,12 @@ bool LTProto::ClientDisconnect()
     m_sendQueueBytes = 0;
     // What was not sent to its end is deleted from disk.
     for (FileToSend &file : m_sendQueueFile)
+    {
         file.Abort(true);
+        TicketRemove(file.m_ticketId);
+    }
     m_sendQueueFile.clear();
+    LateFilesMark();
     // The next ticket's number stays: numbers keep rising across connections.
     m_ticketList.Clear();
     m_sndRetryCount = m_sndRetryCountMax;
@@ -167,6 +172,16 @@ bool LTProto::ClientDisconnect()
     m_sndBufferLen = 0;
     m_sndBufferLenMax = 0;
     return true;
+}
+
+// The machine was asked for these files and has yet to answer. The next client must not get what this one asked for.
+void LTProto::LateFilesMark()
+{
+    const u64 nowMSec = m_clock();
+    std::erase_if(m_lateFiles, [nowMSec](const auto &entry) { return entry.second <= nowMSec; });
+    for (const auto &[age, ticket] : m_ticketList)
+        if (ticket.m_ticketType == eTicketType::FROM_PROTOCOL && ticket.m_dataType == eDataType::FILE_ID)
+            m_lateFiles[static_cast<u16>(ticket.m_dataValue)] = nowMSec + LATE_FILE_MSEC;
 }
 
 void LTProto::Trace(const char *format, ...)

@@ -14,6 +14,7 @@
 #include "toviCommonLib/OS/linux/linuxOS.h"
 
 #include <list>
+#include <map>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -163,7 +164,8 @@ class LTProto
     // ---- Files.
 
     // The machine's file for the client, under the client's ticket when it asked for it: `name` is its full path, empty
-    // when there is none; the client then gets an empty file. False when it was not queued.
+    // when there is none; the client then gets an empty file. False when it was not queued; a ticket that it was for is
+    // closed then. What comes within 60 s for a client that asked and was lost is deleted, once for each number.
     bool FileSend(u16 fileId, u8 errCode, const Tools::MemoryBuffer &name);
 
     // Appends a file to the queue; false when QUEUE_FILES_MAX wait.
@@ -233,6 +235,8 @@ class LTProto
     eReceiveResult PeerReady();
     eReceiveResult NackReceive(TicketNr abortedTicket);
 
+    void LateFilesMark();
+
     TicketNr TicketNextNr();
     bool QueuePush(PacketToSend &&packet);
     bool QueueMakeRoom(u32 len);
@@ -262,6 +266,7 @@ class LTProto
     bool FileToSendIsEnded(FileQueue::iterator file);
     void FileToSendRemove(FileQueue::iterator file);
     void FileSendGiveUp();
+    bool LateFileTake(u16 fileId);
     void NegotiationAnswerReceive(const u8 *data, u32 len);
 
     eReceiveResult BlockReceive(const u8 *block, u32 blockLen, Tools::MemoryBuffer &payload);
@@ -310,6 +315,7 @@ class LTProto
     bool m_pollUnanswered = false; // a poll went out and no byte has come since
 
     FileQueue m_sendQueueFile;                // the head is on its way
+    std::map<u16, u64> m_lateFiles;           // files that a lost client asked for; until when (m_clock) they are late
     std::optional<FileToSend> m_fileReceive;  // the file that comes in
     u64 m_fileReceiveNextPacketTimeout = 0;   // of m_clock
     std::vector<RcvFile> m_fileReceiveList;   // oldest first

@@ -170,6 +170,7 @@ eReceiveResult LTProto::FileRequestReceive(Tools::MemoryBuffer &payload)
     const TicketNr ticketId = TicketEnqueue(eTicketType::FROM_PROTOCOL, eDataType::FILE_ID, fileId, TICKET_NONE);
     if (ticketId == TICKET_NONE)
         return AckAnd(eReceiveResult::Unknown);
+    m_lateFiles.erase(fileId); // this client may have it
     TicketSend(ticketId);
     payload.ToMsbLsb(fileId, FILE_ID_LEN);
     return eReceiveResult::FileRequest;
