@@ -107,8 +107,8 @@ i16 Protocol::ThreadStart(void *self)
 }
 
 // The thread, until Stop: 1. wait, but not while the main thread's queue was left half read; 2. one handler for each ready
-// source; 3. the messages left over from a turn that was cut short; 4. the engine's idle step when the client link was
-// silent for long enough, whatever the main thread sends meanwhile.
+// source; 3. the messages left over from a turn that was cut short; 4. what the client link does unasked; 5. the engine's
+// idle step when the client link was silent for long enough, whatever the main thread sends meanwhile.
 void Protocol::Process()
 {
     m_comProtocol.ReceiveFilesRestore();
@@ -120,8 +120,17 @@ void Protocol::Process()
             HandleEvent(m_wg.getEventUserParamAsU32(i));
         if (leftOver)
             MqReceive();
+        OwnStep();
         IdleStep();
     }
+}
+
+// A value that waited for a file whose time is over leaves by itself; a lost main station is looked for again.
+void Protocol::OwnStep()
+{
+    if (m_comProtocol.OnCycle() == eReceiveResult::ClientConnect)
+        ConnectionState(true);
+    ConnectionCheck();
 }
 
 void Protocol::IdleStep()

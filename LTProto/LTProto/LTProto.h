@@ -57,7 +57,7 @@ class LTProto
 
     // Opens the device that link kind and text name, and joins the group with both ids (peer, waiting client).
     //   SOCKET_MAIN        listening port (empty: 8283), or "@address:port" for one address
-    //   SOCKET_SUBSCRIBER  "host:port" to connect to
+    //   SOCKET_SUBSCRIBER  "host:port" to connect to; without a host it fails
     //   UART_MAIN, UART_SUBSCRIBER  serial device, opened at 115200 baud
     // `payloadSize` is the largest payload in bytes, 0 for the default 50000. False when the device cannot be had; the
     // engine must not be used then.
@@ -88,6 +88,9 @@ class LTProto
     // Whether the device has a peer to talk to.
     bool DeviceHasPeer() const { return m_comDevice != nullptr && m_comDevice->IsConnected(); }
 
+    // Whether the peer has closed, though bytes that it sent before may still be unread. OnReceive reads up to its end.
+    bool PeerHasClosed() const { return m_comDevice != nullptr && m_comDevice->PeerHasClosed(); }
+
     // ---- Events, in the order of the thread's loop.
 
     // The device is readable: gathers bytes and handles one packet. `payload` is what the result's comment says.
@@ -99,6 +102,11 @@ class LTProto
     // The idle step. A serial main station polls and returns ClientDisconnect, unless bytes are still on their way out; a
     // serial line that was lost is opened again.
     eReceiveResult OnEventTimeout();
+
+    // What a socket link does unasked, once in each cycle of the thread's loop. ClientConnect when a subscriber that lost
+    // its main station is connected again; PacketSended when a packet left that had waited for a file reception whose
+    // time is over; else Unknown.
+    eReceiveResult OnCycle();
 
     // The silence in milliseconds before the idle step.
     u32 WaitingTimeout() const;
@@ -235,9 +243,13 @@ class LTProto
     eReceiveResult PeerReady();
     eReceiveResult NackReceive(TicketNr abortedTicket);
 
+    bool Reconnect();
     void LateFilesMark();
 
     TicketNr TicketNextNr();
+    bool TicketMakeRoom();
+    void TicketGiveWay(TicketNr ticketId);
+    bool TransferUses(TicketNr ticketId) const;
     bool QueuePush(PacketToSend &&packet);
     bool QueueMakeRoom(u32 len);
     void QueueErase(PacketQueue::iterator packet);
@@ -251,9 +263,6 @@ class LTProto
     eReceiveResult VariableRequestReceive(Tools::MemoryBuffer &payload);
     eReceiveResult TicketRequestReceive(const Tools::MemoryBuffer &payload);
     eReceiveResult DataReceive(Tools::MemoryBuffer &payload);
-    bool TicketMakeRoom();
-    void TicketGiveWay(TicketNr ticketId);
-    bool TransferUses(TicketNr ticketId) const;
     eReceiveResult AnswerReceive(Tools::MemoryBuffer &payload);
     eReceiveResult ItemReceive(const Item &item, Tools::MemoryBuffer &payload);
     eReceiveResult ValueReceive(const Item &item, Tools::MemoryBuffer &payload);
@@ -275,6 +284,7 @@ class LTProto
     void FileRequestAnswered(u32 fileId);
     eReceiveResult DataBlockReceive(u32 blockNr, const u8 *data, u32 len, Tools::MemoryBuffer &payload);
     void ReceiveFileSetTimeout();
+    bool GrantIsLast() const;
 
     Tools::StringUtf8 ReceiveFileNameGenerate(u32 key);
     bool ReceiveFileIndexSave();
@@ -291,6 +301,7 @@ class LTProto
     u8 *m_rcvNextPos = nullptr; // where the next read lands
     size_t m_rcvLen = 0;        // capacity
     size_t m_rcvPos = 0;        // bytes held
+    u64 m_rcvLastMSec = 0;      // of m_clock: when the last byte came
 
     std::unique_ptr<u8[]> m_sndBuffer; // the last packet stays in it, to be sent again after a NACK
     size_t m_sndBufferLen = 0;
@@ -310,9 +321,9 @@ class LTProto
 
     Clock m_clock;
     u64 m_idleFromMSec = 0;        // when the last byte came or left; the next idle step counts from here
-    u64 m_rcvLastMSec = 0;      // of m_clock: when the last byte came
     u64 m_silentFromMSec = 0;      // valid with m_pollUnanswered: when the client was last active
     bool m_pollUnanswered = false; // a poll went out and no byte has come since
+    u64 m_reconnectAtMSec = 0;     // when a subscriber without its main station begins its next attempt
 
     FileQueue m_sendQueueFile;                // the head is on its way
     std::map<u16, u64> m_lateFiles;           // files that a lost client asked for; until when (m_clock) they are late

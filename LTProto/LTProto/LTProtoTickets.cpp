@@ -180,7 +180,8 @@ void LTProto::QueueErase(PacketQueue::iterator packet)
 
 bool LTProto::CheckPacketToSend(bool checkRetry, bool allowFile)
 {
-    if ((checkRetry && SendPending()) || ReceiveFileIsRunning())
+    // A grant that no block followed in time is not waited for.
+    if (ReceiveFileIsRunning() || (checkRetry && SendPending() && !GrantIsLast()))
         return false;
     // Files go before packets until each is done.
     if (!m_sendQueueFile.empty())

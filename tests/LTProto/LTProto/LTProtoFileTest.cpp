@@ -162,3 +162,40 @@ TEST_F(FileQueueTest, AFileThatIsRefusedFreesItsTicketSoThatItCanBeAskedForAgain
     EXPECT_EQ(Feed("33 05 00 09"), eReceiveResult::FileRequest);
     EXPECT_EQ(Sent(), FramedHex("66 FF FF FF FF 80 00 00 00 01"));
 }
+
+TEST_F(FileQueueTest, AValueThatWaitedForAReceptionLeavesByItselfWhenItsTimeIsOver)
+{
+    const std::string first = FramedHex("66 FF FF FF FE 06 00 00 00 01 01 00 00 00 00");
+    const std::string second = FramedHex("66 FF FF FF FE 06 00 00 00 02 01 00 00 00 00");
+    for (const bool blockCame : {true, false})
+        for (const bool waits : {true, false}) // or the machine sends it after the time
+        {
+            SCOPED_TRACE(std::to_string(blockCame) + std::to_string(waits));
+            Start(eComType::SOCKET_MAIN);
+            Feed("AA 00 00 00 00 04 05 00 07");
+            if (blockCame)
+                Feed("AA 00 00 01 61 62 63 64");
+            if (waits)
+                Value(1);
+            Sent();
+            s_nowMSec += 10000;
+            EXPECT_EQ(m_engine->OnCycle(), eReceiveResult::Unknown);
+            ++s_nowMSec;
+            if (!waits)
+                Value(1);
+            EXPECT_EQ(m_engine->OnCycle(), waits ? eReceiveResult::PacketSended : eReceiveResult::Unknown);
+            EXPECT_EQ(Sent(), first);
+            Value(2); // it waits for the client's word on the first
+            EXPECT_EQ(m_engine->OnCycle(), eReceiveResult::Unknown);
+            EXPECT_EQ(Sent(), "");
+            FeedAck();
+            EXPECT_EQ(Sent(), second);
+        }
+    Start(eComType::UART_MAIN); // there the client is polled
+    Feed("AA 00 00 00 00 04 05 00 07");
+    Value(1);
+    Sent();
+    s_nowMSec += 10001;
+    EXPECT_EQ(m_engine->OnCycle(), eReceiveResult::Unknown);
+    EXPECT_EQ(Sent(), "");
+}

@@ -37,10 +37,16 @@ class ScriptedDevice : public tovi::ComDevice
     }
     bool IsConnected() const override { return m_connected; }
     bool Set(const char *, int) override { return m_connected = m_opens; }
+    bool Reconnect(bool anew) override
+    {
+        m_attempts += anew ? 1U : 0U;
+        return m_connected = m_opens;
+    }
     u32 SendingMSec() const override { return m_sendingMSec; }
 
     bool m_connected = true;
     bool m_opens = false; // whether it can be opened again
+    u32 m_attempts = 0;   // to connect again
     u32 m_sendingMSec = 0;
     int m_serverResult = SERVER_CLIENT_TAKEN;
     bool m_connectedByServer = true; // whether there is a peer after ReceiveServer
