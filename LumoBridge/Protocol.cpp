@@ -190,6 +190,9 @@ void Protocol::ConnectionCheck()
 void Protocol::OnEventFromProtocolServer()
 {
     LogPrint("EVENT_FROM_PROTOCOL_SERVER");
+    // One that has closed is heard to its end, which is there, and does not stand in the way of its own return.
+    while (m_comProtocol.PeerHasClosed())
+        OnEventFromProtocol();
     if (m_comProtocol.OnReceiveServer() != eReceiveResult::ClientConnect)
         return;
     // A client that replaces another is seen as down, then up.
@@ -239,7 +242,10 @@ void Protocol::DataBufferRelay(const Tools::MemoryBuffer &buffer)
     case eDataType::INTEGER_POSITIVE:
         record.Set(eDataType::VARIABLE_ID, id, eDataType::INTEGER_POSITIVE, buffer.FromMsbLsb(4, VALUE_OFFSET), u8{0});
         break;
-    default: break;
+    default:
+        m_comProtocol.Trace("Value of variable %u not relayed: type %u does not reach the machine", id,
+                            unsigned{buffer.m_ptr[ID_LEN]});
+        break;
     }
     LogPrint("Data buffer %u sended to VMD", id);
     Tools::MemoryBuffer encoded;

@@ -58,6 +58,19 @@ TEST_F(ProtocolTest, ClientComesIsServedAndLeaves)
     EXPECT_EQ(m_out.next(), "65534 0 []");
 }
 
+TEST_F(ProtocolTest, AClientThatClosedIsHeardToItsEndBeforeTheNextOneIsTakenOn)
+{
+    ASSERT_TRUE(m_thread.Stop()); // the test takes the steps
+    Descriptor client = connectTo(ownLoopback(), 8283);
+    m_thread.HandleEvent(Protocol::EVENT_FROM_PROTOCOL_SERVER);
+    client.write(Framed("33 06 00 00 00 2A"));
+    client.reset();
+    const Descriptor next = connectTo(ownLoopback(), 8283);
+    m_thread.HandleEvent(Protocol::EVENT_FROM_PROTOCOL_SERVER);
+    for (const char *message : {"65534 1 []", "1 42 []", "65534 0 []", "65534 1 []"})
+        EXPECT_EQ(m_out.next(), message);
+}
+
 TEST_F(ProtocolTest, ASubscriberComesBackToItsMainStationUntilItIsStopped)
 {
     u16 port = 0;
