@@ -110,8 +110,9 @@ i16 Protocol::ThreadStart(void *self)
 
 // The thread, until Stop: 1. stop reading the client while the main thread is behind, or go on; 2. wait, but not while the main
 // thread's queue was left half read; 3. one handler for each ready source, so at most one packet; 4. the messages left over
-// from a turn that was cut short; 5. the engine's idle step when the client link was silent for long enough, whatever the main
-// thread sends meanwhile. The main thread's queue is always read on: no two stops ever wait for each other.
+// from a turn that was cut short; 5. what the client link does unasked; 6. the engine's idle step when the client link was
+// silent for long enough, whatever the main thread sends meanwhile. The main thread's queue is always read on: no two stops
+// ever wait for each other.
 void Protocol::Process()
 {
     m_comProtocol.ReceiveFilesRestore();
@@ -124,8 +125,17 @@ void Protocol::Process()
             HandleEvent(m_wg.getEventUserParamAsU32(i));
         if (leftOver)
             MqReceive();
+        OwnStep();
         IdleStep();
     }
+}
+
+// A value that waited for a file whose time is over leaves by itself; a lost main station is looked for again.
+void Protocol::OwnStep()
+{
+    if (m_comProtocol.OnCycle() == eReceiveResult::ClientConnect)
+        ConnectionState(true);
+    ConnectionCheck();
 }
 
 void Protocol::IdleStep()
@@ -186,6 +196,9 @@ void Protocol::ConnectionCheck()
 void Protocol::OnEventFromProtocolServer()
 {
     LogPrint("EVENT_FROM_PROTOCOL_SERVER");
+    // One that has closed is heard to its end, which is there, and does not stand in the way of its own return.
+    while (m_comProtocol.PeerHasClosed())
+        OnEventFromProtocol();
     if (m_comProtocol.OnReceiveServer() != eReceiveResult::ClientConnect)
         return;
     // A client that replaces another is seen as down, then up.
@@ -235,7 +248,10 @@ void Protocol::DataBufferRelay(const Tools::MemoryBuffer &buffer)
     case eDataType::INTEGER_POSITIVE:
         record.Set(eDataType::VARIABLE_ID, id, eDataType::INTEGER_POSITIVE, buffer.FromMsbLsb(4, VALUE_OFFSET), u8{0});
         break;
-    default: break;
+    default:
+        m_comProtocol.Trace("Value of variable %u not relayed: type %u does not reach the machine", id,
+                            unsigned{buffer.m_ptr[ID_LEN]});
+        break;
     }
     LogPrint("Data buffer %u sended to VMD", id);
     Tools::MemoryBuffer encoded;

@@ -45,8 +45,9 @@ class Protocol
     bool Stop();
 
     // The steps of the thread's loop, for an owner that takes them itself instead of calling Start: a source of that user
-    // value is ready; the client link may have been silent for long enough.
+    // value is ready; what the link does unasked may be due; the client link may have been silent for long enough.
     void HandleEvent(u32 userParam);
+    void OwnStep();
     void IdleStep();
 
     u16 PayloadSize() const { return m_comProtocol.PayloadSize(); }

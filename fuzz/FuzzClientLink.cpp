@@ -70,6 +70,7 @@ extern "C" int LLVMFuzzerTestOneInput(const u8 *data, size_t size)
         bridge->HandleEvent(kind < 2 ? Protocol::EVENT_FROM_PROTOCOL : Protocol::EVENT_FROM_MQ);
         if (kind == 3 && amount % 4 == 3)
             bridge->HandleEvent(Protocol::EVENT_FROM_PROTOCOL_SERVER);
+        bridge->OwnStep();
         bridge->IdleStep();
         mustHold(std::all_of(device->m_sent.begin(), device->m_sent.end(), isWholePacket), "whole packets go out");
         device->m_sent.clear();

@@ -26,13 +26,17 @@ ComDevSocket::ComDevSocket(Tools::LogTracer *logTracer, Clock clock) : ComDevice
 
 ComDevSocket::~ComDevSocket()
 {
-    Close();
-    if (platform::socket_isOpen(m_serverSocket))
-    {
-        WaitableGroupUnlink(m_serverSocket);
-        platform::socket_close(m_serverSocket);
-    }
+    CloseAll();
     WaitableGroupClean(true);
+}
+
+void ComDevSocket::CloseAll()
+{
+    Close();
+    if (!platform::socket_isOpen(m_serverSocket))
+        return;
+    WaitableGroupUnlink(m_serverSocket);
+    platform::socket_close(m_serverSocket);
 }
 
 Tools::DateTime ComDevSocket::SystemClock()
@@ -42,6 +46,7 @@ Tools::DateTime ComDevSocket::SystemClock()
 
 bool ComDevSocket::Set(const char *channel, int port)
 {
+    CloseAll();
     const int effectivePort = port == 0 ? CLIENT_PORT_DEFAULT : port;
     if (channel == nullptr || *channel == '\0')
         return SetServer(nullptr, effectivePort);
@@ -53,10 +58,38 @@ bool ComDevSocket::SetClient(const char *host, int port)
     m_port = static_cast<u32>(port);
     if (platform::socket_openAsTCPClient(&m_socket, host, m_port) != eSocketError::none)
         return false;
-    platform::socket_setWriteTimeoutMSec(m_socket, CLIENT_WRITE_TIMEOUT_MSEC);
-    platform::socket_setNoDelay(m_socket);
+    PeerPrepare();
     m_host = host;
     return true;
+}
+
+bool ComDevSocket::Reconnect(bool anew)
+{
+    if (m_host.empty() || IsConnected())
+        return IsConnected();
+    if (anew)
+    {
+        platform::socket_close(m_connecting);
+        platform::socket_connectBegin(&m_connecting, m_host.c_str(), m_port);
+    }
+    return platform::socket_connectEnd(m_connecting) && PeerTake(std::exchange(m_connecting, {}));
+}
+
+void ComDevSocket::PeerPrepare()
+{
+    platform::socket_setWriteTimeoutMSec(m_socket, CLIENT_WRITE_TIMEOUT_MSEC);
+    platform::socket_setNoDelay(m_socket);
+}
+
+// Without a group the owner looks for itself; with one, a peer that cannot join it would never be heard.
+bool ComDevSocket::PeerTake(const OSSocket &peer)
+{
+    m_socket = peer;
+    PeerPrepare();
+    if (WaitableGroupIsNull() || WaitableGroupLink(m_socket))
+        return true;
+    platform::socket_close(m_socket);
+    return false;
 }
 
 bool ComDevSocket::SetServer(const char *address, int port)
@@ -65,6 +98,7 @@ bool ComDevSocket::SetServer(const char *address, int port)
         return false;
     const eSocketBindMode mode = address != nullptr ? eSocketBindMode::aSpecifiIP : eSocketBindMode::anyInterface;
     m_port = static_cast<u32>(port);
+    m_host.clear();
     return platform::socket_openAsTCPServer(&m_serverSocket, port, mode, address) == eSocketError::none &&
            platform::socket_listen(m_serverSocket, LISTEN_QUEUE_LEN);
 }
@@ -108,8 +142,9 @@ int ComDevSocket::ReceiveServer()
     OSSocket accepted;
     if (!platform::socket_accept(m_serverSocket, &accepted))
         return AcceptFailed();
-    if (!IsConnected())
+    if (!IsConnected() || PeerHasClosed())
     {
+        Close();
         Trace("New socket connection. Previous is CLOSED.");
     }
     else if (ClientMayBeReplaced())
@@ -123,16 +158,8 @@ int ComDevSocket::ReceiveServer()
         Trace("Now socket is DISCARDED");
         return 0;
     }
-    platform::socket_setWriteTimeoutMSec(accepted, CLIENT_WRITE_TIMEOUT_MSEC);
-    platform::socket_setNoDelay(accepted);
     m_lastConnect = m_clock();
-    m_socket = accepted;
-    if (!WaitableGroupLink(m_socket))
-    {
-        platform::socket_close(m_socket);
-        return 0;
-    }
-    return SERVER_CLIENT_TAKEN;
+    return PeerTake(accepted) ? SERVER_CLIENT_TAKEN : 0;
 }
 
 int ComDevSocket::Receive(u32 size, void *buffer)
@@ -141,7 +168,8 @@ int ComDevSocket::Receive(u32 size, void *buffer)
     Trace("ComDevSocket::Receive(size_t size %ul)", size);
     if (size > RECEIVE_SIZE_MAX)
         return RECEIVE_SIZE_TOO_LARGE;
-    if (!IsConnected())
+    // Reading no bytes gives 0, which would look like a closed peer.
+    if (!IsConnected() || size == 0)
         return 0;
     const int n = platform::socket_readNoWait(m_socket, buffer, static_cast<u16>(size));
     if (n == 0)
@@ -181,6 +209,7 @@ bool ComDevSocket::Send(u32 size, void *buffer)
 
 bool ComDevSocket::Close()
 {
+    platform::socket_close(m_connecting);
     if (!IsConnected())
         return false;
     WaitableGroupUnlink(m_socket);

@@ -84,7 +84,8 @@ u32 ComDevUart::SendingMSec() const
 
 int ComDevUart::Receive(u32 size, void *buffer)
 {
-    if (!IsConnected())
+    // Reading no bytes gives 0, which would look like a lost line.
+    if (!IsConnected() || size == 0)
         return 0;
     const int n = platform::serialPort_readNoWait(m_com, buffer, size);
     if (n != 0)

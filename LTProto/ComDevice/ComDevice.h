@@ -66,11 +66,18 @@ class ComDevice
     // Bytes of the peer, or waiting clients, are not reported until this is taken back; the end of the peer is.
     virtual void ReceivePause(bool /*peer*/, bool /*newcomers*/) {}
 
+    // Connects again to the peer that was lost, where this end is the one that connects; never waits. `anew` gives up the
+    // attempt in progress and begins another; without it the attempt is only looked at. True when the peer is there.
+    virtual bool Reconnect(bool /*anew*/) { return false; }
+
     virtual bool Close() { return true; }
     virtual bool Reset() { return true; }
 
     // Whether there is a peer to talk to.
     virtual bool IsConnected() const { return true; }
+
+    // Whether the peer has closed, though bytes that it sent before may still be there to be read.
+    virtual bool PeerHasClosed() const { return false; }
 
     // For how many milliseconds bytes that were sent will still be on their way out; 0 when all have left.
     virtual u32 SendingMSec() const { return 0; }

@@ -19,6 +19,8 @@ namespace
 
 constexpr char SERVER_MARK = '@';
 constexpr char FILE_FOLDER[] = "/BridgeTemp";
+constexpr u32 RECONNECT_MSEC = 750; // the thread looks every 250 ms: at most 1 s between attempts
+constexpr u64 LATE_FILE_MSEC = 60000;
 constexpr u32 RECEIVE_RESERVE = 10; // what the receive buffer holds beside the largest payload
 
 // A port as decimal text; what does not fit an int stays outside the range of ports.
@@ -92,7 +94,12 @@ std::unique_ptr<tovi::ComDevice> LTProto::DeviceOpen(eComType comType, const cha
     switch (comType)
     {
     case eComType::SOCKET_MAIN: address = listeningAddress(device); break;
-    case eComType::SOCKET_SUBSCRIBER: address = splitAddress(device); break;
+    case eComType::SOCKET_SUBSCRIBER:
+        address = splitAddress(device);
+        // Either would make the device listen.
+        if (address.host.empty() || address.host.front() == SERVER_MARK)
+            return nullptr;
+        break;
     case eComType::UART_MAIN:
     case eComType::UART_SUBSCRIBER: return UartOpen(comType, device);
     default: return nullptr;
@@ -158,14 +165,53 @@ bool LTProto::ClientDisconnect()
     m_sendQueueBytes = 0;
     // What was not sent to its end is deleted from disk.
     for (FileToSend &file : m_sendQueueFile)
+    {
         file.Abort(true);
+        TicketRemove(file.m_ticketId);
+    }
     m_sendQueueFile.clear();
+    LateFilesMark();
     // The next ticket's number stays: numbers keep rising across connections.
     m_ticketList.Clear();
     m_sndRetryCount = m_sndRetryCountMax;
     m_sndBuffer.reset();
     m_sndBufferLen = 0;
     m_sndBufferLenMax = 0;
+    return true;
+}
+
+// The machine was asked for these files and has yet to answer. The next client must not get what this one asked for.
+void LTProto::LateFilesMark()
+{
+    const u64 nowMSec = m_clock();
+    std::erase_if(m_lateFiles, [nowMSec](const auto &entry) { return entry.second <= nowMSec; });
+    for (const auto &[age, ticket] : m_ticketList)
+        if (ticket.m_ticketType == eTicketType::FROM_PROTOCOL && ticket.m_dataType == eDataType::FILE_ID)
+            m_lateFiles[static_cast<u16>(ticket.m_dataValue)] = nowMSec + LATE_FILE_MSEC;
+}
+
+eReceiveResult LTProto::OnCycle()
+{
+    if (Reconnect())
+        return eReceiveResult::ClientConnect;
+    // What it waited for was a reception: a client that acknowledges, or is to, is not waited for here.
+    const bool sent = IsSocket() && m_fileReceive && CheckPacketToSend(true, false);
+    return sent ? eReceiveResult::PacketSended : eReceiveResult::Unknown;
+}
+
+// True when a subscriber got its main station back. It finds nothing of the connection before.
+bool LTProto::Reconnect()
+{
+    if (m_comType != eComType::SOCKET_SUBSCRIBER || DeviceHasPeer())
+        return false;
+    const bool anew = m_clock() >= m_reconnectAtMSec;
+    if (anew)
+        m_reconnectAtMSec = m_clock() + RECONNECT_MSEC;
+    if (!m_comDevice->Reconnect(anew))
+        return false;
+    Trace("Connected again");
+    ReceiveFileAbort();
+    ReceiveBufferReset();
     return true;
 }
 

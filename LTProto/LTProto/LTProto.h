@@ -14,6 +14,7 @@
 #include "toviCommonLib/OS/linux/linuxOS.h"
 
 #include <list>
+#include <map>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -56,7 +57,7 @@ class LTProto
 
     // Opens the device that link kind and text name, and joins the group with both ids (peer, waiting client).
     //   SOCKET_MAIN        listening port (empty: 8283), or "@address:port" for one address
-    //   SOCKET_SUBSCRIBER  "host:port" to connect to
+    //   SOCKET_SUBSCRIBER  "host:port" to connect to; without a host it fails
     //   UART_MAIN, UART_SUBSCRIBER  serial device, opened at 115200 baud
     // `payloadSize` is the largest payload in bytes, 0 for the default 50000. False when the device cannot be had; the
     // engine must not be used then.
@@ -87,6 +88,9 @@ class LTProto
     // Whether the device has a peer to talk to.
     bool DeviceHasPeer() const { return m_comDevice != nullptr && m_comDevice->IsConnected(); }
 
+    // Whether the peer has closed, though bytes that it sent before may still be unread. OnReceive reads up to its end.
+    bool PeerHasClosed() const { return m_comDevice != nullptr && m_comDevice->PeerHasClosed(); }
+
     // ---- Events, in the order of the thread's loop.
 
     // The device is readable: gathers bytes and handles one packet. `payload` is what the result's comment says.
@@ -102,6 +106,11 @@ class LTProto
     // The idle step. A serial main station polls and returns ClientDisconnect, unless bytes are still on their way out; a
     // serial line that was lost is opened again.
     eReceiveResult OnEventTimeout();
+
+    // What a socket link does unasked, once in each cycle of the thread's loop. ClientConnect when a subscriber that lost
+    // its main station is connected again; PacketSended when a packet left that had waited for a file reception whose
+    // time is over; else Unknown.
+    eReceiveResult OnCycle();
 
     // The silence in milliseconds before the idle step.
     u32 WaitingTimeout() const;
@@ -132,7 +141,8 @@ class LTProto
     // ---- Tickets and the send queue.
 
     // Opens a ticket under `ticketId`, or under the next number when that is TICKET_NONE. Returns its number, or
-    // TICKET_NONE for type NONE, for a data type without tickets, and when TICKETS_MAX are open.
+    // TICKET_NONE for type NONE, for a data type without tickets. When TICKETS_MAX are open the oldest that no file transfer
+    // uses gives way.
     TicketNr TicketEnqueue(eTicketType ticketType, eDataType dataType, u32 value, TicketNr ticketId);
     TicketNr TicketSearch(eTicketType ticketType, eDataType dataType, u32 value) const; // the oldest, or TICKET_NONE
     bool TicketRemove(TicketNr ticketId);
@@ -166,7 +176,8 @@ class LTProto
     // ---- Files.
 
     // The machine's file for the client, under the client's ticket when it asked for it: `name` is its full path, empty
-    // when there is none; the client then gets an empty file. False when it was not queued.
+    // when there is none; the client then gets an empty file. False when it was not queued; a ticket that it was for is
+    // closed then. What comes within 60 s for a client that asked and was lost is deleted, once for each number.
     bool FileSend(u16 fileId, u8 errCode, const Tools::MemoryBuffer &name);
 
     // Appends a file to the queue; false when QUEUE_FILES_MAX wait.
@@ -236,7 +247,13 @@ class LTProto
     eReceiveResult PeerReady();
     eReceiveResult NackReceive(TicketNr abortedTicket);
 
+    bool Reconnect();
+    void LateFilesMark();
+
     TicketNr TicketNextNr();
+    bool TicketMakeRoom();
+    void TicketGiveWay(TicketNr ticketId);
+    bool TransferUses(TicketNr ticketId) const;
     bool QueuePush(PacketToSend &&packet);
     bool QueueMakeRoom(u32 len);
     void QueueErase(PacketQueue::iterator packet);
@@ -262,6 +279,7 @@ class LTProto
     bool FileToSendIsEnded(FileQueue::iterator file);
     void FileToSendRemove(FileQueue::iterator file);
     void FileSendGiveUp();
+    bool LateFileTake(u16 fileId);
     void NegotiationAnswerReceive(const u8 *data, u32 len);
 
     eReceiveResult BlockReceive(const u8 *block, u32 blockLen, Tools::MemoryBuffer &payload);
@@ -270,6 +288,7 @@ class LTProto
     void FileRequestAnswered(u32 fileId);
     eReceiveResult DataBlockReceive(u32 blockNr, const u8 *data, u32 len, Tools::MemoryBuffer &payload);
     void ReceiveFileSetTimeout();
+    bool GrantIsLast() const;
 
     Tools::StringUtf8 ReceiveFileNameGenerate(u32 key);
     bool ReceiveFileIndexSave();
@@ -286,6 +305,7 @@ class LTProto
     u8 *m_rcvNextPos = nullptr; // where the next read lands
     size_t m_rcvLen = 0;        // capacity
     size_t m_rcvPos = 0;        // bytes held
+    u64 m_rcvLastMSec = 0;      // of m_clock: when the last byte came
 
     std::unique_ptr<u8[]> m_sndBuffer; // the last packet stays in it, to be sent again after a NACK
     size_t m_sndBufferLen = 0;
@@ -308,8 +328,10 @@ class LTProto
     u64 m_silentFromMSec = 0;      // valid with m_pollUnanswered: when the client was last active
     bool m_pollUnanswered = false; // a poll went out and no byte has come since
     bool m_receivePaused = false;  // no packet is begun
+    u64 m_reconnectAtMSec = 0;     // when a subscriber without its main station begins its next attempt
 
     FileQueue m_sendQueueFile;                // the head is on its way
+    std::map<u16, u64> m_lateFiles;           // files that a lost client asked for; until when (m_clock) they are late
     std::optional<FileToSend> m_fileReceive;  // the file that comes in
     u64 m_fileReceiveNextPacketTimeout = 0;   // of m_clock
     std::vector<RcvFile> m_fileReceiveList;   // oldest first

@@ -132,7 +132,9 @@ bool LTProto::RequestEnqueue(eDataType dataType, u32 dataValue)
         break;
     default: return false;
     }
-    const TicketNr ticketId = TicketEnqueue(eTicketType::FROM_API, dataType, dataValue, TICKET_NONE);
+    // Room first: a request that the queue refuses takes no ticket.
+    const TicketNr ticketId =
+        QueueMakeRoom(len) ? TicketEnqueue(eTicketType::FROM_API, dataType, dataValue, TICKET_NONE) : TICKET_NONE;
     if (ticketId == TICKET_NONE)
         return false;
     PacketToSend packet(ticketId, eCommandType::REQUEST, payload, len);
@@ -168,6 +170,7 @@ eReceiveResult LTProto::FileRequestReceive(Tools::MemoryBuffer &payload)
     const TicketNr ticketId = TicketEnqueue(eTicketType::FROM_PROTOCOL, eDataType::FILE_ID, fileId, TICKET_NONE);
     if (ticketId == TICKET_NONE)
         return AckAnd(eReceiveResult::Unknown);
+    m_lateFiles.erase(fileId); // this client may have it
     TicketSend(ticketId);
     payload.ToMsbLsb(fileId, FILE_ID_LEN);
     return eReceiveResult::FileRequest;

@@ -138,6 +138,14 @@ bool LTProto::ReceiveFileIsRunning() const
     return m_fileReceive && m_clock() <= m_fileReceiveNextPacketTimeout;
 }
 
+// Whether the last packet granted the file that comes in, and no block came since.
+bool LTProto::GrantIsLast() const
+{
+    static constexpr u8 GRANT[] = {static_cast<u8>(eCommandType::DATABLOCK), 0, 0, 0}; // type, block number
+    return m_fileReceive && m_sndBufferLen >= PACKET_HEADER_LEN + BLOCK_NR_LEN &&
+           std::equal(std::begin(GRANT), std::end(GRANT), m_sndBuffer.get() + PACKET_HEADER_LEN - 1);
+}
+
 bool LTProto::ReceiveFileAbort()
 {
     if (!m_fileReceive)

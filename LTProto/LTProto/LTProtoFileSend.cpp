@@ -24,6 +24,13 @@ bool LTProto::FileSend(u16 fileId, u8 errCode, const Tools::MemoryBuffer &name)
     {
         // There is nothing to delete, whatever the text says.
         Trace("Ticket not found, file delete");
+        m_lateFiles.erase(fileId);
+        return false;
+    }
+    if (ticketId == TICKET_NONE && LateFileTake(fileId))
+    {
+        FileToSend(TICKET_SPONTANEOUS, eDataType::FILE_ID, fileId, m_payloadSize, name).Abort(true);
+        Trace("FileSend:: fileId=%d came too late for a client that left: %s deleted", fileId, text.c_str());
         return false;
     }
     bool queued = false;
@@ -34,6 +41,9 @@ bool LTProto::FileSend(u16 fileId, u8 errCode, const Tools::MemoryBuffer &name)
         else
             Trace("FileSend:: ticket=%u fileId=%d name=%s", ticketId, fileId, text.c_str());
         queued = FileSend(ticketId, fileId, name);
+        // The client finds out by asking for its ticket, and may ask for the file again.
+        if (!queued)
+            TicketRemove(ticketId);
     }
     else if (fileId != FILE_ID_NOT_SENDABLE)
     {
@@ -43,6 +53,13 @@ bool LTProto::FileSend(u16 fileId, u8 errCode, const Tools::MemoryBuffer &name)
     if (!queued)
         Trace("Error on FileSend");
     return queued;
+}
+
+// Whether a lost client asked for this file, not too long ago. True but once.
+bool LTProto::LateFileTake(u16 fileId)
+{
+    const auto late = m_lateFiles.extract(fileId);
+    return !late.empty() && m_clock() < late.mapped();
 }
 
 bool LTProto::FileSend(TicketNr ticketId, u16 fileId, const Tools::MemoryBuffer &name)

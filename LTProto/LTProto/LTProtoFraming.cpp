@@ -17,6 +17,7 @@ constexpr u32 TYPE_OFFSET = 3;
 constexpr u32 FIRST_READ_MIN = 3; // start mark and length
 constexpr size_t DEVICE_READ_MAX = 65535;
 constexpr u32 SERIAL_SETTLE_MSEC = 2;
+constexpr u64 PACKET_STOPPED_MSEC = 10000; // on TCP, from one byte to the next; sending does not count
 
 } // namespace
 
@@ -167,6 +168,12 @@ eReceiveResult LTProto::OnReceive(Tools::MemoryBuffer &payload)
 
 eReceiveResult LTProto::Gather(Tools::MemoryBuffer &payload)
 {
+    // On a serial line the idle step does this, much earlier.
+    if (IsSocket() && m_rcvPos > 0 && m_clock() > m_rcvLastMSec + PACKET_STOPPED_MSEC)
+    {
+        Trace("Packet stopped half way: %u bytes dropped", static_cast<unsigned>(m_rcvPos));
+        ReceiveBufferReset();
+    }
     const size_t wanted = std::min(m_rcvLen - m_rcvPos, DEVICE_READ_MAX);
     int count = m_comDevice->Receive(static_cast<u32>(wanted), m_rcvNextPos);
     if (count == tovi::ComDevice::RECEIVE_NOT_A_SERVER)
@@ -186,6 +193,7 @@ eReceiveResult LTProto::Gather(Tools::MemoryBuffer &payload)
     if (count <= 0)
         return eReceiveResult::Unknown;
     IdleRestart();
+    m_rcvLastMSec = m_clock();
     m_pollUnanswered = false;
     if (m_rcvPos == 0)
         StartMarkFind(count);

@@ -34,14 +34,48 @@ TicketNr LTProto::TicketEnqueue(eTicketType ticketType, eDataType dataType, u32 
 {
     const bool nextNumber = ticketId == TICKET_NONE;
     Ticket ticket;
-    if (ticketType == eTicketType::NONE || m_ticketList.Size() >= TICKETS_MAX ||
-        !ticket.Set(dataType, value, ticketType, nextNumber ? TicketNextNr() : ticketId))
+    if (ticketType == eTicketType::NONE ||
+        !ticket.Set(dataType, value, ticketType, nextNumber ? TicketNextNr() : ticketId) || !TicketMakeRoom())
         return TICKET_NONE;
     const TicketNr number = ticket.m_ticketId;
     m_ticketList.Add(std::move(ticket));
     if (nextNumber)
         ++m_ticketNext;
     return number;
+}
+
+// When as many are open as may be, the oldest that no file transfer uses is dropped; its answer, if it ever comes, goes out
+// as a spontaneous value. At most QUEUE_FILES_MAX and the reception are passed over.
+bool LTProto::TicketMakeRoom()
+{
+    if (m_ticketList.Size() < TICKETS_MAX)
+        return true;
+    for (const auto &[age, ticket] : m_ticketList)
+    {
+        if (TransferUses(ticket.m_ticketId))
+            continue;
+        TicketGiveWay(ticket.m_ticketId);
+        return true;
+    }
+    return false;
+}
+
+bool LTProto::TransferUses(TicketNr ticketId) const
+{
+    return (m_fileReceive && m_fileReceive->m_ticketId == ticketId) ||
+           std::ranges::any_of(m_sendQueueFile, [=](const FileToSend &file) { return file.m_ticketId == ticketId; });
+}
+
+void LTProto::TicketGiveWay(TicketNr ticketId)
+{
+    Trace("Ticket %u gives way: %u are open", ticketId, TICKETS_MAX);
+    // A request of the bridge's own would be repeated for ever: its answer finds no ticket.
+    const auto request =
+        std::ranges::find_if(m_sendQueuePacket, [=](const PacketToSend &packet)
+                             { return packet.m_command == eCommandType::REQUEST && packet.m_ticketId == ticketId; });
+    if (request != m_sendQueuePacket.end())
+        QueueErase(request);
+    TicketRemove(ticketId);
 }
 
 TicketNr LTProto::TicketSearch(eTicketType ticketType, eDataType dataType, u32 value) const
@@ -110,10 +144,7 @@ bool LTProto::QueuePush(PacketToSend &&packet)
         return false;
     }
     if (!QueueMakeRoom(packet.m_sendBuffer.m_len))
-    {
-        Trace("Packet refused: send queue full");
         return false;
-    }
     m_sendQueueBytes += packet.m_sendBuffer.m_len;
     m_sendQueuePacket.push_back(std::move(packet));
     const TicketNr ticketId = m_sendQueuePacket.back().m_ticketId;
@@ -121,7 +152,8 @@ bool LTProto::QueuePush(PacketToSend &&packet)
     return true;
 }
 
-// Drops spontaneous values, oldest first, until a payload of `len` bytes fits; false when there is none left to drop.
+// Drops spontaneous values, oldest first, until a payload of `len` bytes fits; false, and traced, when there is none left
+// to drop.
 bool LTProto::QueueMakeRoom(u32 len)
 {
     while (m_sendQueuePacket.size() >= QUEUE_PACKETS_MAX || m_sendQueueBytes + len > QUEUE_BYTES_MAX)
@@ -130,7 +162,10 @@ bool LTProto::QueueMakeRoom(u32 len)
             std::find_if(m_sendQueuePacket.begin(), m_sendQueuePacket.end(),
                          [](const PacketToSend &queued) { return queued.m_ticketId == TICKET_SPONTANEOUS; });
         if (oldest == m_sendQueuePacket.end())
+        {
+            Trace("Packet refused: send queue full");
             return false;
+        }
         Trace("Send queue full: oldest spontaneous value dropped");
         QueueErase(oldest);
     }
@@ -145,7 +180,8 @@ void LTProto::QueueErase(PacketQueue::iterator packet)
 
 bool LTProto::CheckPacketToSend(bool checkRetry, bool allowFile)
 {
-    if ((checkRetry && SendPending()) || ReceiveFileIsRunning())
+    // A grant that no block followed in time is not waited for.
+    if (ReceiveFileIsRunning() || (checkRetry && SendPending() && !GrantIsLast()))
         return false;
     // Files go before packets until each is done.
     if (!m_sendQueueFile.empty())

@@ -58,6 +58,45 @@ TEST_F(ProtocolTest, ClientComesIsServedAndLeaves)
     EXPECT_EQ(m_out.next(), "65534 0 []");
 }
 
+TEST_F(ProtocolTest, AClientThatClosedIsHeardToItsEndBeforeTheNextOneIsTakenOn)
+{
+    ASSERT_TRUE(m_thread.Stop()); // the test takes the steps
+    Descriptor client = connectTo(ownLoopback(), 8283);
+    m_thread.HandleEvent(Protocol::EVENT_FROM_PROTOCOL_SERVER);
+    client.write(Framed("33 06 00 00 00 2A"));
+    client.reset();
+    const Descriptor next = connectTo(ownLoopback(), 8283);
+    m_thread.HandleEvent(Protocol::EVENT_FROM_PROTOCOL_SERVER);
+    for (const char *message : {"65534 1 []", "1 42 []", "65534 0 []", "65534 1 []"})
+        EXPECT_EQ(m_out.next(), message);
+}
+
+TEST_F(ProtocolTest, ASubscriberComesBackToItsMainStationUntilItIsStopped)
+{
+    u16 port = 0;
+    Descriptor station = listenAnywhere(&port);
+    const auto accepted = [&]
+    {
+        pollfd source{station.get(), POLLIN, 0};
+        return Descriptor(poll(&source, 1, PATIENCE_MSEC) == 1 ? accept(station.get(), nullptr, nullptr) : -1);
+    };
+    TestQueue in, out;
+    Protocol thread(nullptr);
+    const std::string address = "127.0.0.1:" + std::to_string(port);
+    ASSERT_EQ(thread.Init(in.read, out.write, eComType::SOCKET_SUBSCRIBER, address.c_str(), 0), 0);
+    ASSERT_TRUE(thread.Start());
+    accepted().reset();
+    Descriptor again = accepted();
+    EXPECT_EQ(out.next(), "65534 1 []");
+    again.write(Framed("33 06 00 00 00 2A"));
+    EXPECT_EQ(again.readExactly(15), Framed("66 FF FF FF FF 80 00 00 00 00"));
+    EXPECT_EQ(out.next(), "1 42 []");
+    station.reset();
+    again.reset();
+    EXPECT_EQ(out.next(), "65534 0 []");
+    EXPECT_TRUE(thread.Stop());
+}
+
 TEST_F(ProtocolTest, StartsAfterAGoodInitAloneAndStopsOnce)
 {
     EXPECT_TRUE(m_thread.Stop() && !m_thread.Stop()); // even before its first step

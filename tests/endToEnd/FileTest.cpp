@@ -266,6 +266,26 @@ TEST_F(FileTest, AFileThatIsNotTakenIsGivenUpAndDeleted)
     }
 }
 
+TEST_F(FileTest, TheFileOfAClientThatLeftIsNotGivenToTheNextOne)
+{
+    startLink();
+    ASSERT_FALSE(HasFatalFailure());
+    EXPECT_EQ(exchange("33 05 00 09"), framed("66 FF FF FF FF 80 00 00 00 00"));
+    EXPECT_EQ(m_smu.receive(), "90 02 00 00 00 00 00 09");
+    m_client->leave();
+    EXPECT_EQ(m_smu.receive(), LINK_DOWN);
+    ASSERT_NO_FATAL_FAILURE(connectClient());
+    m_folder.write("late", "secret");
+    Bytes message = Hex("90 02 00 00 00 00 00 09");
+    const std::string path = m_folder.path("late");
+    message.insert(message.end(), path.begin(), path.end());
+    m_smu.sendRaw(consoleFrame(message));
+    ASSERT_TRUE(m_bridge->prints("came too late for a client that left"));
+    EXPECT_FALSE(std::filesystem::exists(path));
+    offer("offered", contentOf(10), "00 00 00 09"); // of the machine's own accord
+    ASSERT_NO_FATAL_FAILURE(download(contentOf(10), 50000, 50000, "05 00 09"));
+}
+
 TEST_F(FileTest, WhatIsNoFileArrivesEmpty)
 {
     startLink();

@@ -70,6 +70,90 @@ TEST_F(ComDevSocketTest, PeerThatClosedMakesRoomAtOnce)
     ExpectTalk(m_device, next);
 }
 
+TEST_F(ComDevSocketTest, ClientThatClosedIsNotInTheWayWhateverItLeftUnread)
+{
+    const std::pair<const char *, bool> ends[] = {{"closed", false}, {"reset", true}};
+    for (const auto &[name, resets] : ends)
+        for (const std::vector<u8> &unread : {std::vector<u8>{}, std::vector<u8>{1, 2, 3}})
+        {
+            SCOPED_TRACE(name + std::to_string(unread.size()));
+            Descriptor client = connectTo(m_ip, 8283);
+            EXPECT_EQ(m_device.ReceiveServer(), 1);
+            client.write(unread);
+            EXPECT_FALSE(m_device.PeerHasClosed());
+            const linger atOnce{1, 0};
+            if (resets)
+                setsockopt(client.get(), SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
+            client.reset();
+            EXPECT_TRUE(m_device.PeerHasClosed());
+            const Descriptor next = connectTo(m_ip, 8283);
+            EXPECT_EQ(m_device.ReceiveServer(), 1);
+            EXPECT_TRUE(Traced("New socket connection. Previous is CLOSED."));
+            ExpectTalk(m_device, next);
+            m_device.Close();
+        }
+}
+
+TEST_F(ComDevSocketTest, ReadingNoBytesIsNoClosedPeer)
+{
+    const Descriptor client = Answered(connectTo(m_ip, 8283));
+    client.write({7});
+    EXPECT_EQ(Ready(), PEER);
+    EXPECT_EQ(m_device.Receive(0, &m_byte), 0);
+    EXPECT_EQ(m_device.Receive(1, &m_byte), 1);
+    ExpectTalk(m_device, client);
+}
+
+TEST_F(ComDevSocketTest, WithoutAGroupAClientIsTakenOnAllTheSame)
+{
+    tovi::ComDevSocket device(nullptr);
+    ASSERT_TRUE(device.Set(("@" + m_ip).c_str(), 8284));
+    const Descriptor client = connectTo(m_ip, 8284);
+    EXPECT_EQ(device.ReceiveServer(), 1);
+    EXPECT_TRUE(device.Send(1, &m_byte));
+    EXPECT_EQ(client.readExactly(1).size(), 1U);
+}
+
+TEST_F(ComDevSocketTest, ASecondSetClosesTheFirstAndTurnsTheRole)
+{
+    const Descriptor client = Answered(connectTo(m_ip, 8283));
+    u16 port = 0;
+    Descriptor station = listenAnywhere(&port);
+    ASSERT_TRUE(m_device.Set("127.0.0.1", port));
+    EXPECT_TRUE(Ended(client));
+    EXPECT_EQ(connectTo(m_ip, 8283).get(), -1); // nobody listens
+    EXPECT_EQ(m_device.ReceiveServer(), -1);
+    const Descriptor accepted(accept(station.get(), nullptr, nullptr));
+    ASSERT_TRUE(m_device.Set(("@" + m_ip).c_str(), 0));
+    EXPECT_TRUE(Ended(accepted));
+    ASSERT_TRUE(m_device.WaitableGroup(m_group, PEER, SERVER));
+    ExpectTalk(m_device, Answered(connectTo(m_ip, 8283)));
+    m_device.Close();
+    EXPECT_FALSE(m_device.Reconnect(true)); // it is a server now
+}
+
+TEST_F(ComDevSocketTest, AClientConnectsAgainToWhereItWas)
+{
+    u16 port = 0;
+    Descriptor station = listenAnywhere(&port);
+    ASSERT_TRUE(m_device.Set("127.0.0.1", port) && m_device.WaitableGroup(m_group, PEER, SERVER));
+    for (int i = 0; i < 2; ++i)
+    {
+        Descriptor accepted(accept(station.get(), nullptr, nullptr));
+        EXPECT_TRUE(m_device.Reconnect(true)); // it is connected: nothing is to be done
+        ExpectTalk(m_device, accepted);
+        accepted.reset();
+        EXPECT_EQ(Ready(), PEER);
+        EXPECT_EQ(m_device.Receive(1, &m_byte), -2);
+        EXPECT_FALSE(m_device.Reconnect(false)); // no attempt is begun
+        if (i == 0)
+            m_device.Reconnect(true);
+    }
+    station.reset();
+    EXPECT_FALSE(m_device.Reconnect(true)); // refused
+    EXPECT_FALSE(m_device.IsConnected());
+}
+
 TEST_F(ComDevSocketTest, AddressesAndPortsHaveBounds)
 {
     const auto set = [](const std::string &to, int port) { return tovi::ComDevSocket(nullptr).Set(to.c_str(), port); };

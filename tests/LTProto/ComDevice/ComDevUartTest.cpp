@@ -29,6 +29,7 @@ TEST(ComDevUart, OpensItsLastDeviceAgain)
     farEnd.write({1, 2, 3});
     ASSERT_TRUE(group.wait(PATIENCE_MSEC) == 1 && group.getEventUserParamAsU32(0) == PEER);
     u8 bytes[4] = {};
+    EXPECT_EQ(device.Receive(0, bytes), 0); // no lost line
     EXPECT_EQ(device.Receive(4, bytes), 3);
     EXPECT_EQ(device.Receive(4, bytes), 0);
     EXPECT_TRUE(device.Send(3, bytes));

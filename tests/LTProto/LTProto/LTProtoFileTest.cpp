@@ -102,14 +102,100 @@ TEST_F(FileQueueTest, TheNegotiationOfAFileThatTheBridgeAskedForAnswersItsReques
     EXPECT_EQ(Sent(), FramedHex("2A 02 00 03"));
 }
 
-TEST_F(FileQueueTest, AnAnswerForAClientThatLeftGoesToTheNextOne)
+TEST_F(FileQueueTest, TheLateAnswerForAClientThatLeftIsDeletedOnce)
 {
+    struct Case
+    {
+        const char *name;
+        u64 later; // milliseconds after the client left
+        std::function<void()> before;
+        u16 fileId;
+        bool isLate;
+    };
+    const auto nothing = [] {};
+    const Case cases[] = {
+        {"at once", 0, nothing, 9, true},
+        {"just in time", 59999, nothing, 9, true},
+        {"a minute later", 60000, nothing, 9, false},
+        {"the second one", 0, [this] { Offer(9, FileOf("first")); }, 9, false},
+        {"behind the word that there is none", 0, [this] { Offer(9, {}); }, 9, false},
+        {"asked for by the next client", 0, [this] { Feed("33 05 00 09"); }, 9, false},
+        {"of its own accord after that", 0,
+         [this]
+         {
+             Feed("33 05 00 09");
+             m_engine->TicketRemove(2); // answered
+         },
+         9, false},
+        {"a number that was asked for and answered", 0, nothing, 10, false},
+        {"a number that nobody asked for", 0, nothing, 11, false},
+        {"the next client left as well", 30000, [this] { m_engine->ClientDisconnect(); }, 9, true},
+    };
+    for (const Case &c : cases)
+    {
+        SCOPED_TRACE(c.name);
+        Start(eComType::SOCKET_MAIN);
+        Feed("33 05 00 09");
+        Feed("33 05 00 0A");
+        ASSERT_TRUE(Offer(10, FileOf("queued")));
+        m_engine->ClientDisconnect();
+        s_nowMSec += c.later;
+        c.before();
+        EXPECT_EQ(Offer(c.fileId, FileOf("ab")), !c.isLate);
+        EXPECT_EQ(m_folder.holds("file"), !c.isLate);
+        Sent();
+        FeedAck();
+        EXPECT_EQ(Sent().empty(), c.isLate);
+    }
+}
+
+TEST_F(FileQueueTest, AFileThatIsRefusedFreesItsTicketSoThatItCanBeAskedForAgain)
+{
+    const Tools::MemoryBuffer name = FileOf("x");
+    for (u16 i = 0; i < LTProto::QUEUE_FILES_MAX; ++i)
+        ASSERT_TRUE(Offer(1000, name));
     Feed("33 05 00 09");
-    m_device->m_connected = false;
-    EXPECT_FALSE(m_engine->CommandSend(eCommandCode::ACK, 0));
-    ASSERT_TRUE(Offer(9, FileOf("ab")));
-    EXPECT_EQ(m_engine->OnReceiveServer(), eReceiveResult::ClientConnect);
+    EXPECT_FALSE(Offer(9, name));
     Sent();
-    FeedAck();
-    EXPECT_EQ(Sent(), FramedHex("AA 00 00 00 00 64 05 00 09"));
+    Feed("33 80 00 00 00 00");
+    EXPECT_EQ(Sent(), FramedHex("66 FF FF FF FF 11"));
+    EXPECT_EQ(Feed("33 05 00 09"), eReceiveResult::FileRequest);
+    EXPECT_EQ(Sent(), FramedHex("66 FF FF FF FF 80 00 00 00 01"));
+}
+
+TEST_F(FileQueueTest, AValueThatWaitedForAReceptionLeavesByItselfWhenItsTimeIsOver)
+{
+    const std::string first = FramedHex("66 FF FF FF FE 06 00 00 00 01 01 00 00 00 00");
+    const std::string second = FramedHex("66 FF FF FF FE 06 00 00 00 02 01 00 00 00 00");
+    for (const bool blockCame : {true, false})
+        for (const bool waits : {true, false}) // or the machine sends it after the time
+        {
+            SCOPED_TRACE(std::to_string(blockCame) + std::to_string(waits));
+            Start(eComType::SOCKET_MAIN);
+            Feed("AA 00 00 00 00 04 05 00 07");
+            if (blockCame)
+                Feed("AA 00 00 01 61 62 63 64");
+            if (waits)
+                Value(1);
+            Sent();
+            s_nowMSec += 10000;
+            EXPECT_EQ(m_engine->OnCycle(), eReceiveResult::Unknown);
+            ++s_nowMSec;
+            if (!waits)
+                Value(1);
+            EXPECT_EQ(m_engine->OnCycle(), waits ? eReceiveResult::PacketSended : eReceiveResult::Unknown);
+            EXPECT_EQ(Sent(), first);
+            Value(2); // it waits for the client's word on the first
+            EXPECT_EQ(m_engine->OnCycle(), eReceiveResult::Unknown);
+            EXPECT_EQ(Sent(), "");
+            FeedAck();
+            EXPECT_EQ(Sent(), second);
+        }
+    Start(eComType::UART_MAIN); // there the client is polled
+    Feed("AA 00 00 00 00 04 05 00 07");
+    Value(1);
+    Sent();
+    s_nowMSec += 10001;
+    EXPECT_EQ(m_engine->OnCycle(), eReceiveResult::Unknown);
+    EXPECT_EQ(Sent(), "");
 }

@@ -66,6 +66,42 @@ TEST_F(FramingTest, FirstReadBelowThreeBytesIsOverwrittenByTheNext)
     EXPECT_EQ(FeedBytes(request), eReceiveResult::VarRequest);
 }
 
+// A tail that was lost must not swallow all that the client says from then on.
+TEST_F(FramingTest, BytesOfAPacketThatStoppedAreDroppedAfterTenSecondsOnTcp)
+{
+    const std::vector<u8> request = Framed("33 06 00 00 00 2A");
+    const std::vector<u8> head(request.begin(), request.begin() + 5), tail(request.begin() + 5, request.end());
+    struct Case
+    {
+        const char *name;
+        std::vector<std::pair<u64, std::vector<u8>>> reads; // milliseconds after the one before
+        eReceiveResult last;
+    };
+    const Case cases[] = {
+        {"the rest in time", {{0, head}, {10000, tail}}, eReceiveResult::VarRequest},
+        {"each byte starts the time anew",
+         {{0, head}, {9000, {tail[0]}}, {9000, {tail.begin() + 1, tail.end()}}},
+         eReceiveResult::VarRequest},
+        {"the rest too late", {{0, head}, {10001, tail}}, eReceiveResult::InternalProcessed},
+        {"a packet behind it in time", {{0, head}, {10000, request}}, eReceiveResult::InternalProcessed},
+        {"a packet behind it", {{0, head}, {10001, request}}, eReceiveResult::VarRequest},
+        {"a packet behind a single byte", {{0, {0x60}}, {10001, request}}, eReceiveResult::VarRequest},
+        {"another packet's head behind it", {{0, head}, {10001, head}, {10000, tail}}, eReceiveResult::VarRequest},
+    };
+    for (const Case &c : cases)
+    {
+        SCOPED_TRACE(c.name);
+        Start(eComType::SOCKET_MAIN);
+        eReceiveResult result = eReceiveResult::Unknown;
+        for (const auto &[later, bytes] : c.reads)
+        {
+            s_nowMSec += later;
+            result = FeedBytes(bytes);
+        }
+        EXPECT_EQ(result, c.last);
+    }
+}
+
 TEST_F(FramingTest, WhatIsNoPacketGetsNackTwoAndLeavesTheGatheringClean)
 {
     std::vector<std::pair<std::string, std::vector<u8>>> cases = {

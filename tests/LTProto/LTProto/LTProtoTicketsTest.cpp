@@ -35,14 +35,53 @@ TEST_F(TicketsTest, RefusesWhatNoTicketCanBeOpenedFor)
     EXPECT_EQ(m_engine->TicketEnqueue(eTicketType::FROM_API, eDataType::VARIABLE_ID, 7, TICKET_NONE), 0U);
 }
 
-TEST_F(TicketsTest, RequestBeyondTheLastOpenTicketIsAcknowledged)
+TEST_F(TicketsTest, BeyondTheLastOpenTicketTheOldestThatNoTransferUsesGivesWay)
 {
+    const auto isOpen = [this](const std::string &ticket)
+    {
+        Sent();
+        Feed("33 80 00 00 " + ticket);
+        return Sent() == FramedHex("66 FF FF FF FF 80 00 00 " + ticket);
+    };
+    const auto open = [this](u32 id)
+    { return m_engine->TicketEnqueue(eTicketType::FROM_PROTOCOL, eDataType::VARIABLE_ID, id, TICKET_NONE); };
+    Feed("33 05 00 09"); // ticket 0: a file that is queued
+    ASSERT_TRUE(m_engine->FileSend(u16{9}, u8{0}, Tools::MemoryBuffer("/nowhere")));
+    Feed("33 05 00 0A"); // ticket 1: a file that will be coming in
+    for (u32 id = 2; id < LTProto::TICKETS_MAX; ++id)
+        ASSERT_EQ(open(id), id);
+    Feed("AA 00 00 00 00 64 80 00 00 00 01");
+    EXPECT_EQ(open(0x1000), 0x1000U);
+    EXPECT_FALSE(isOpen("00 02"));
+    for (const char *ticket : {"00 00", "00 01", "00 03", "0F FF", "10 00"})
+        EXPECT_TRUE(isOpen(ticket)) << ticket;
+    EXPECT_EQ(Feed("33 06 00 01 00 00"), eReceiveResult::VarRequest); // no file comes in any more
+    EXPECT_EQ(Sent(), FramedHex("66 FF FF FF FF 80 00 00 10 01"));
+    EXPECT_FALSE(isOpen("00 01"));
+    EXPECT_EQ(m_engine->TicketEnqueue(eTicketType::FROM_API, eDataType::NULL_DATA, 7, TICKET_NONE), TICKET_NONE);
+    EXPECT_TRUE(isOpen("00 03")); // what opens no ticket costs none
+}
+
+TEST_F(TicketsTest, ARequestOfTheBridgeThatGivesWayIsNoLongerRepeated)
+{
+    ASSERT_TRUE(m_engine->RequestEnqueue(eDataType::VARIABLE_ID, 9));
+    Value(1, 0x11);
     for (u32 id = 0; id < LTProto::TICKETS_MAX; ++id)
-        ASSERT_EQ(m_engine->TicketEnqueue(eTicketType::FROM_PROTOCOL, eDataType::VARIABLE_ID, id, TICKET_NONE), id);
-    EXPECT_EQ(Feed("33 06 00 01 00 00"), eReceiveResult::VarRequest);
-    EXPECT_EQ(Sent(), FramedHex("2A 01"));
-    EXPECT_EQ(Feed("33 05 00 01"), eReceiveResult::Unknown);
-    EXPECT_EQ(Sent(), FramedHex("2A 01"));
+        m_engine->TicketEnqueue(eTicketType::FROM_PROTOCOL, eDataType::VARIABLE_ID, id, TICKET_NONE);
+    Sent();
+    FeedAck();
+    EXPECT_EQ(Sent(), integerValue("00 00 00 01 00 00 00 11"));
+}
+
+TEST_F(TicketsTest, ARequestThatTheQueueRefusesTakesNoTicket)
+{
+    for (u32 i = 0; i <= LTProto::QUEUE_PACKETS_MAX; ++i) // the first one goes out at once
+        ASSERT_TRUE(m_engine->DataEnqueue(u32{77}, eDataType::INTEGER_POSITIVE, 0, 0, {}));
+    EXPECT_FALSE(m_engine->RequestEnqueue(eDataType::VARIABLE_ID, 9));
+    EXPECT_EQ(m_engine->TicketSearch(eTicketType::FROM_API, eDataType::VARIABLE_ID, 9), TICKET_NONE);
+    FeedAck();
+    EXPECT_TRUE(m_engine->RequestEnqueue(eDataType::VARIABLE_ID, 9));
+    EXPECT_EQ(m_engine->TicketSearch(eTicketType::FROM_API, eDataType::VARIABLE_ID, 9), 0U);
 }
 
 TEST_F(TicketsTest, OnePacketAtATimeInTheOrderOfTheQueue)

@@ -42,10 +42,16 @@ class ScriptedDevice : public tovi::ComDevice
         m_peerPaused = peer;
         m_newcomersPaused = newcomers;
     }
+    bool Reconnect(bool anew) override
+    {
+        m_attempts += anew ? 1U : 0U;
+        return m_connected = m_opens;
+    }
     u32 SendingMSec() const override { return m_sendingMSec; }
 
     bool m_connected = true;
     bool m_opens = false; // whether it can be opened again
+    u32 m_attempts = 0;   // to connect again
     u32 m_sendingMSec = 0;
     bool m_peerPaused = false;
     bool m_newcomersPaused = false;

@@ -24,6 +24,7 @@ namespace
 constexpr u32 TIMEOUT_NONE = 0xFFFFFFFF;
 constexpr u16 QUEUE_LENGTH_SYSTEM_MAX = 0xFFFF;
 constexpr int SOCKET_BUFFER_SIZE = 65536;
+constexpr int WAIT_FOR_EVER = -1;
 
 eSocketError connectErrorFromErrno(int error)
 {
@@ -45,15 +46,19 @@ eSocketError openTCP(sOSSocket *out)
     return eSocketError::none;
 }
 
-// Waits for a connection in progress; returns its error number, EINTR when `cancel` ended the wait.
-int awaitConnected(const sOSSocket &sok, const sOSEvent *cancel)
+// Waits for a connection in progress, for ever or (0) not at all; returns its error number, EINTR when `cancel` ended the
+// wait, EINPROGRESS when it goes on.
+int awaitConnected(const sOSSocket &sok, const sOSEvent *cancel, int timeoutMSec)
 {
     pollfd sources[2] = {{descriptorOf(sok), POLLOUT, 0}, {cancel != nullptr ? cancel->evfd : -1, POLLIN, 0}};
-    while (poll(sources, 2, -1) < 0)
+    int n = poll(sources, 2, timeoutMSec);
+    for (; n < 0; n = poll(sources, 2, timeoutMSec))
     {
         if (errno != EINTR)
             return errno;
     }
+    if (n == 0)
+        return EINPROGRESS;
     if (sources[1].revents != 0)
         return EINTR;
     int error = 0;
@@ -62,14 +67,26 @@ int awaitConnected(const sOSSocket &sok, const sOSEvent *cancel)
     return error;
 }
 
-int connectTo(const sOSSocket &sok, const sockaddr_in &address, const sOSEvent *cancel)
+void setBlocking(const sOSSocket &sok, bool on)
 {
     const int flags = fcntl(descriptorOf(sok), F_GETFL);
-    fcntl(descriptorOf(sok), F_SETFL, flags | O_NONBLOCK);
-    int error = 0;
-    if (connect(descriptorOf(sok), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0)
-        error = errno == EINPROGRESS || errno == EINTR ? awaitConnected(sok, cancel) : errno;
-    fcntl(descriptorOf(sok), F_SETFL, flags);
+    fcntl(descriptorOf(sok), F_SETFL, on ? flags & ~O_NONBLOCK : flags | O_NONBLOCK);
+}
+
+// The error number of a connection that is begun; 0 when it goes on or has come about.
+int connectBegin(const sOSSocket &sok, const sockaddr_in &address)
+{
+    setBlocking(sok, false);
+    const int result = connect(descriptorOf(sok), reinterpret_cast<const sockaddr *>(&address), sizeof address);
+    return result == 0 || errno == EINPROGRESS || errno == EINTR ? 0 : errno;
+}
+
+int connectTo(const sOSSocket &sok, const sockaddr_in &address, const sOSEvent *cancel)
+{
+    int error = connectBegin(sok, address);
+    if (error == 0)
+        error = awaitConnected(sok, cancel, WAIT_FOR_EVER);
+    setBlocking(sok, true);
     return error;
 }
 
@@ -171,6 +188,36 @@ eSocketError socket_openAsTCPClient(sOSSocket *out, const char *ip, u32 port, co
         return closeWith(out, eSocketError::no_such_host);
     const int error = connectTo(*out, makeAddress(inet_addr(ip), static_cast<int>(port)), cancel);
     return error == 0 ? eSocketError::none : closeWith(out, connectErrorFromErrno(error));
+}
+
+bool socket_connectBegin(sOSSocket *out, const char *ip, u32 port)
+{
+    in_addr address;
+    if (openTCP(out) != eSocketError::none)
+        return false;
+    if (port <= 0xFFFF && inet_pton(AF_INET, ip, &address) == 1 &&
+        connectBegin(*out, makeAddress(address.s_addr, static_cast<int>(port))) == 0)
+        return true;
+    socket_close(*out);
+    return false;
+}
+
+bool socket_connectEnd(sOSSocket &sok)
+{
+    if (!socket_isOpen(sok))
+        return false;
+    const int error = awaitConnected(sok, nullptr, 0);
+    if (error == 0)
+        setBlocking(sok, true);
+    else if (error != EINPROGRESS)
+        socket_close(sok);
+    return error == 0;
+}
+
+bool socket_peerHasClosed(const sOSSocket &sok)
+{
+    pollfd source{descriptorOf(sok), POLLRDHUP, 0};
+    return poll(&source, 1, 0) > 0 && (source.revents & (POLLRDHUP | POLLHUP)) != 0;
 }
 
 bool socket_setReadTimeoutMSec(sOSSocket &sok, u32 timeoutMSec)

@@ -41,6 +41,16 @@ bool socket_accept(const sOSSocket &listener, sOSSocket *out);
 // fired, or is while it waits, the connection is given up with `unknown`. On any error the socket is closed.
 eSocketError socket_openAsTCPClient(sOSSocket *out, const char *ip, u32 port, const sOSEvent *cancel = nullptr);
 
+// Begins a connection to the dotted address `ip` and returns at once; false, with the socket closed, when that fails.
+bool socket_connectBegin(sOSSocket *out, const char *ip, u32 port);
+
+// Whether the connection begun has come about; the socket then waits in its calls as any other. One that was refused is
+// closed. Never waits.
+bool socket_connectEnd(sOSSocket &sok);
+
+// Whether the peer closed or reset the connection; bytes that it sent before may still be there to be read. Never waits.
+bool socket_peerHasClosed(const sOSSocket &sok);
+
 // 0xFFFFFFFF: no time-out. 0 is raised to 1 ms: a time-out of 0 never means polling.
 bool socket_setReadTimeoutMSec(sOSSocket &sok, u32 timeoutMSec);
 bool socket_setWriteTimeoutMSec(sOSSocket &sok, u32 timeoutMSec);
