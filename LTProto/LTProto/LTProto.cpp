@@ -160,6 +160,7 @@ bool LTProto::ClientDisconnect()
     for (FileToSend &file : m_sendQueueFile)
         file.Abort(true);
     m_sendQueueFile.clear();
+    m_sentBlock.Reset();
     // The next ticket's number stays: numbers keep rising across connections.
     m_ticketList.Clear();
     m_sndRetryCount = m_sndRetryCountMax;

@@ -7,6 +7,7 @@
 #include "LTProto/LTProto/FileToSend.h"
 #include "LTProto/LTProto/PacketToSend.h"
 #include "LTProto/LTProto/RcvFile.h"
+#include "LTProto/LTProto/SentBlock.h"
 #include "LTProto/LTProto/TicketList.h"
 #include "LTProto/LTProto/WireFormat.h"
 #include "LTProto/Tools/LogTracer.h"
@@ -230,7 +231,7 @@ class LTProto
     eReceiveResult PacketCheck(u32 len, Tools::MemoryBuffer &payload);
     eReceiveResult CommandReceive(const Tools::MemoryBuffer &payload, TicketNr abortedTicket);
     eReceiveResult PeerReady();
-    eReceiveResult NackReceive(TicketNr abortedTicket);
+    eReceiveResult NackReceive(u16 errCode, TicketNr abortedTicket);
 
     TicketNr TicketNextNr();
     bool QueuePush(PacketToSend &&packet);
@@ -255,9 +256,13 @@ class LTProto
     TicketNr TicketOfBufferAnswer(Tools::MemoryBuffer &buffer);
 
     bool FileBlockSend(u16 blockLen);
+    bool FileCannotBeSentOn();
     bool FileToSendIsEnded(FileQueue::iterator file);
     void FileToSendRemove(FileQueue::iterator file);
     void FileSendGiveUp();
+    bool BlockSendAgain(u32 nr);
+    bool BlockRejected();
+    bool FirstBlockAskedAgain(u16 granted) const;
     void NegotiationAnswerReceive(const u8 *data, u32 len);
 
     eReceiveResult BlockReceive(const u8 *block, u32 blockLen, Tools::MemoryBuffer &payload);
@@ -305,6 +310,7 @@ class LTProto
     bool m_pollUnanswered = false; // a poll went out and no byte has come since
 
     FileQueue m_sendQueueFile;                // the head is on its way
+    SentBlock m_sentBlock;                    // of the head, or the last one of a file that has left
     std::optional<FileToSend> m_fileReceive;  // the file that comes in
     u64 m_fileReceiveNextPacketTimeout = 0;   // of m_clock
     std::vector<RcvFile> m_fileReceiveList;   // oldest first
