@@ -113,6 +113,8 @@ void LTProto::FileToSendRemove(FileQueue::iterator file)
 // the queue and stays on disk.
 void LTProto::FileSendGiveUp()
 {
+    if (m_sentBlock.IsLast())
+        Trace("FileSend:: the last block was refused");
     m_sentBlock.Reset();
     if (m_sendQueueFile.empty() || m_sendQueueFile.front().m_packetNr == BLOCK_NR_NEGOTIATION)
         return;

@@ -87,6 +87,7 @@ bool LTProto::PacketSend(eCommandType type, const void *head, u32 headLen, const
     m_rcvPos = 0;
     m_rcvNextPos = m_rcvBuffer.get();
     m_sndRetryCount = IsSocket() && type == eCommandType::CMD ? m_sndRetryCountMax : u8{0};
+    // A main station's client answers these by an ACK as well; over TCP no block is lost.
     const bool isPolling =
         type == eCommandType::CMD && packet[PACKET_HEADER_LEN] == static_cast<u8>(eCommandCode::POLLING);
     m_sentBlock.Overwritten(m_comType == eComType::UART_MAIN && (isPolling || type == eCommandType::DATA));

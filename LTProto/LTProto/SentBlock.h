@@ -40,6 +40,8 @@ class SentBlock
 
     u32 Nr() const { return m_nr; }
 
+    bool IsLast() const { return m_isLast; }
+
     // Whether it is in the send buffer and no ready signal has come: a NACK is about it.
     bool AwaitsAnswer() const { return m_isInSendBuffer; }
 

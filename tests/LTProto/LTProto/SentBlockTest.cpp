@@ -117,6 +117,7 @@ const LossCase CASES[] = {
      "ack neg grant b1 nack4 b1 nack4 b1 nack4 b1 nack4 nothing ack polling", false},
     {"NackFourBehindAnAnsweredBlock", "aaaabbbbccccddddzz",
      "ack neg grant b1 silence polling ack b2 ack b3 nack4 b3 nack4 b3 nack4 b3 nack4 nothing", false},
+    {"NacksForTheLastBlock", "zz", "ack neg grant last nack2 last nack2 last nack2 last nack2 nothing ack polling"},
     {"NacksForANoticeBehindABlock", "aaaabbbbccccddddzz",
      "ack neg grant b1 ask notice nack2 nothing nack2 nothing ack b2"},
     {"NacksForANoticeBehindTheNegotiation", "aaaabbbbccccddddzz", "ack neg ask notice nack2 nothing grant b1"},
