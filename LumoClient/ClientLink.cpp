@@ -268,12 +268,16 @@ void ClientLink::start(const Exchange &exchange)
 }
 
 // An ACK of ours that the bridge dropped keeps it from sending: POLLING frees it. If that brings nothing, the answer
-// itself may be lost: the bridge is asked whether the ticket is still open.
+// itself may be lost: the bridge is asked whether the ticket is still open. Whoever only listens on a polled line has the
+// bridge's polls to answer; a POLLING of ours could cross a block, and would count as its ACK.
 void ClientLink::remind(Exchange &exchange)
 {
     restartReminder(exchange);
     if (exchange.type == eCommandType::CMD)
-        m_link->sendCommand(eCommandCode::POLLING);
+    {
+        if (!m_link->isPolled())
+            m_link->sendCommand(eCommandCode::POLLING);
+    }
     else if (exchange.ticket && exchange.reminderCount++ % 2 != 0)
         start({eGoal::UNKNOWN_TICKET, eCommandType::REQUEST, requestOf(eDataType::TICKET_ID, *exchange.ticket)});
     else if (exchange.ticket)
@@ -393,7 +397,9 @@ bool ClientLink::keep(std::span<const u8> item)
     return true;
 }
 
-// A file that nobody wants is refused as often as the bridge offers it; the bridge drops it then.
+// A file that nobody wants is refused as often as the bridge offers it; the bridge drops it then. A block without its
+// negotiation is out of order: that brings the negotiation, if the line swallowed it, and else says that a last block that
+// comes again had arrived. A file that comes before the notice of its ticket is none to refuse: the notice was lost.
 std::optional<eResult> ClientLink::takeBlock(Exchange &exchange, std::span<const u8> block)
 {
     exchange.offer = parseOffer(block);
@@ -402,8 +408,13 @@ std::optional<eResult> ClientLink::takeBlock(Exchange &exchange, std::span<const
         m_ackAtMSec.reset(); // the answer to the offer answers the poll as well
         return eResult::done;
     }
+    const bool isOffer = exchange.offer.has_value();
+    const bool mayBeOurs = isOffer && exchange.goal == eGoal::NOTICE && exchange.offer->kind == eDataType::TICKET_ID;
     exchange.offer.reset();
-    m_link->sendNack(NACK_FILE_ERROR);
+    if (mayBeOurs)
+        start(exchange);
+    else
+        m_link->sendNack(isOffer ? NACK_FILE_ERROR : NACK_BLOCK_REJECTED);
     return std::nullopt;
 }
 

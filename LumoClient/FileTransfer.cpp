@@ -16,6 +16,9 @@ constexpr u32 SLICE_MSEC = 200; // a signal ends a transfer within this time
 constexpr u32 BLOCK_RESERVE_MSEC = 2000;
 constexpr u32 LATE_REPLY_MSEC = 500;
 
+// The bridge forgets the client of a serial line, and the file that came from it, after 3 s of silence.
+constexpr u32 FORGOTTEN_MSEC = 2500;
+
 bool isCommand(const Packet &packet, eCommandCode code)
 {
     return packet.type == eCommandType::CMD && !packet.payload.empty() && packet.payload[0] == static_cast<u8>(code);
@@ -71,7 +74,7 @@ struct FileTransfer::Reception
     u32 blockNr = BLOCK_NR_NEGOTIATION; // the last one taken
     u32 nackCount = 0;                  // since then
     u32 readyCount = 0;                 // replies since the last block or poll: each may have drawn a block
-    bool isPolled = false;              // since the last block
+    bool isPolled = false;              // since the last block, or since the last NACK for one
     bool isUnsure = false;              // blocks may have passed unnoticed: the next number will tell
     u64 replyAtMSec = 0;                // when the last reply is repeated
     u64 giveUpAtMSec = 0;
@@ -132,8 +135,8 @@ eResult FileTransfer::negotiate(u16 fileId, u16 &granted, TransferResult &out)
 {
     const u16 asked = blockLen();
     Packet reply;
-    u32 sentCount = 0;
-    const eResult result = exchange(encodeNegotiation(asked, fileId), reply, sentCount);
+    bool mayHaveArrived = false;
+    const eResult result = exchange(encodeNegotiation(asked, fileId), reply, mayHaveArrived);
     if (result != eResult::done)
         return result;
     if (const std::optional<u16> code = nackCode(reply))
@@ -171,12 +174,12 @@ eResult FileTransfer::sendBlocks(SourceFile &file, u16 granted, ProgressBar &bar
         }
         const std::span<const u8> read = std::span(data).first(static_cast<size_t>(count));
         Packet reply;
-        u32 sentCount = 0;
-        const eResult result = exchange(encodeBlock(isLast ? BLOCK_NR_LAST : blockNr, read), reply, sentCount);
+        bool mayHaveArrived = false;
+        const eResult result = exchange(encodeBlock(isLast ? BLOCK_NR_LAST : blockNr, read), reply, mayHaveArrived);
         if (result != eResult::done)
             return result;
         const std::optional<u16> code = nackCode(reply);
-        if (code && isLast && sentCount > 1 && *code == NACK_BLOCK_REJECTED)
+        if (code && isLast && mayHaveArrived && *code == NACK_BLOCK_REJECTED)
             out.text = "the ACK of the last block is missing; the bridge refused its repetition, so it had most likely "
                        "taken the first";
         else if (code)
@@ -191,16 +194,23 @@ eResult FileTransfer::sendBlocks(SourceFile &file, u16 granted, ProgressBar &bar
     return eResult::done;
 }
 
-// Sends a block until the bridge answers: `reply` is a NACK, else an ACK or the answer to a negotiation.
-eResult FileTransfer::exchange(const Bytes &block, Packet &reply, u32 &sentCount)
+// Sends a block until the bridge answers: `reply` is a NACK, else an ACK or the answer to a negotiation. With
+// `mayHaveArrived` the reply may be that to a repetition of what had arrived.
+eResult FileTransfer::exchange(const Bytes &block, Packet &reply, bool &mayHaveArrived)
 {
     const bool isNegotiation = blockNumber(block) == BLOCK_NR_NEGOTIATION;
+    const PacketLink &packets = m_link.packets();
+    const u32 timeoutMSec = blockTimeoutMSec(block.size());
+    const u64 beganAtMSec = packets.nowMSec();
+    const u64 giveUpAtMSec = beganAtMSec + u64{timeoutMSec} * (REPEAT_MAX + 1);
     eResult result = eResult::noAnswer;
-    for (sentCount = 0; result == eResult::noAnswer && sentCount <= REPEAT_MAX; ++sentCount)
+    u32 sentCount = 0;
+    for (; result == eResult::noAnswer && packets.nowMSec() < giveUpAtMSec; ++sentCount)
     {
         m_link.packets().send(eCommandType::DATABLOCK, block);
-        result = awaitReply(isNegotiation, blockTimeoutMSec(block.size()), reply);
+        result = awaitReply(isNegotiation, timeoutMSec, reply);
     }
+    mayHaveArrived = sentCount > 1 && (!packets.isPolled() || packets.nowMSec() < beganAtMSec + FORGOTTEN_MSEC);
     // Each copy draws a reply; one that comes late must not be taken for the next block's.
     Packet late;
     for (u32 i = 1; i < sentCount && result == eResult::done; ++i)
@@ -209,14 +219,18 @@ eResult FileTransfer::exchange(const Bytes &block, Packet &reply, u32 &sentCount
     return result;
 }
 
+// noAnswer also when the bridge polls, since it has nothing to answer then: the block or its reply was lost.
 eResult FileTransfer::awaitReply(bool isNegotiation, u32 timeoutMSec, Packet &reply)
 {
-    const u64 untilMSec = m_link.packets().nowMSec() + timeoutMSec;
+    const PacketLink &packets = m_link.packets();
+    const u64 untilMSec = packets.nowMSec() + timeoutMSec;
     while (true)
     {
         const eResult result = next(untilMSec, reply);
         if (result != eResult::done || nackCode(reply))
             return result;
+        if (isCommand(reply, eCommandCode::POLLING) && packets.isPolled() && !packets.pollMayCross())
+            return eResult::noAnswer;
         const bool isAnswer = reply.type == eCommandType::DATABLOCK && parseGranted(reply.payload);
         if (isNegotiation ? isAnswer : isCommand(reply, eCommandCode::ACK))
             return result;
@@ -334,13 +348,8 @@ std::optional<eResult> FileTransfer::take(Reception &reception, const Packet &pa
         return takeBlock(reception, packet.payload);
     if (packet.type == eCommandType::DATA)
         m_link.keepValue(packet);
-    else if (isCommand(packet, eCommandCode::POLLING))
-    {
-        // Either the last reply was lost or the block that it drew.
-        reception.isPolled = reception.isUnsure = true;
-        reception.readyCount = 0;
-        reception.replyAtMSec = std::min(reception.replyAtMSec, m_link.packets().nowMSec() + POLL_PAUSE_MSEC);
-    }
+    else if (isCommand(packet, eCommandCode::POLLING) && !m_link.packets().pollMayCross())
+        takePoll(reception, m_link.packets().nowMSec());
 
     const std::optional<u16> code = nackCode(packet);
     // A POLLING that crossed the negotiation drew the first block; the answer to the negotiation then came too late.
@@ -351,35 +360,50 @@ std::optional<eResult> FileTransfer::take(Reception &reception, const Packet &pa
     return eResult::refused;
 }
 
+// Either the last reply was lost or the block that it drew.
+void FileTransfer::takePoll(Reception &reception, u64 nowMSec)
+{
+    reception.isUnsure = reception.isUnsure || reception.isPolled || reception.readyCount > 1;
+    reception.isPolled = true;
+    reception.readyCount = 0;
+    reception.replyAtMSec = std::min(reception.replyAtMSec, nowMSec + POLL_PAUSE_MSEC);
+}
+
+// NACK 4, and the reason if that does not help. What comes then is what was missing, or the same again.
+std::optional<eResult> FileTransfer::rejectBlock(Reception &reception, const std::string &why)
+{
+    reception.result.text = why;
+    reception.isUnsure = reception.readyCount > 1;
+    reception.isPolled = false;
+    reception.readyCount = 0;
+    m_link.packets().sendNack(NACK_BLOCK_REJECTED);
+    return ++reception.nackCount > RESEND_MAX ? std::optional(eResult::badAnswer) : std::nullopt;
+}
+
 std::optional<eResult> FileTransfer::takeBlock(Reception &reception, std::span<const u8> block)
 {
     const std::optional<u32> blockNr = blockNumber(block);
     if (!blockNr)
         return std::nullopt;
-    if (*blockNr == reception.blockNr) // a repetition
+    const bool isLast = *blockNr == BLOCK_NR_LAST;
+    const bool isRepetition = *blockNr == reception.blockNr;
+    const u32 expected = reception.blockNr + 1;
+    if (!isLast && !isRepetition && *blockNr != expected)
+        return rejectBlock(reception,
+                           "block " + std::to_string(*blockNr) + " came in place of block " + std::to_string(expected));
+    // The last block has no number. The bridge repeats it for a NACK 4 when none is missing before it. On TCP nothing is
+    // lost.
+    const bool mayHaveMissed = m_link.packets().isPolled() && (reception.isUnsure || reception.readyCount > 1);
+    if (isLast && mayHaveMissed)
+        return rejectBlock(reception, "the line was disturbed before the last block: blocks may be missing");
+    reception.isUnsure = reception.readyCount > 1 || (reception.isUnsure && !reception.isPolled && !isRepetition);
+    reception.isPolled = false;
+    reception.readyCount = 0;
+    if (isRepetition)
     {
         reply(reception);
         return std::nullopt;
     }
-    const u32 expected = reception.blockNr + 1;
-    if (*blockNr != expected && *blockNr != BLOCK_NR_LAST)
-    {
-        reception.result.text =
-            "block " + std::to_string(*blockNr) + " came in place of block " + std::to_string(expected);
-        m_link.packets().sendNack(NACK_BLOCK_REJECTED);
-        return ++reception.nackCount > RESEND_MAX ? std::optional(eResult::badAnswer) : std::nullopt;
-    }
-    // The last block has no number. On TCP nothing is lost, so nothing can be missing before it.
-    const bool mayHaveMissed = reception.isUnsure || reception.readyCount > 1;
-    if (*blockNr == BLOCK_NR_LAST && mayHaveMissed && m_link.packets().isPolled())
-    {
-        reception.result.text = "the line was disturbed before the last block: blocks may be missing";
-        m_link.packets().sendCommand(eCommandCode::ACK);
-        return eResult::badAnswer;
-    }
-    reception.isUnsure = reception.readyCount > 1 || (reception.isUnsure && !reception.isPolled);
-    reception.isPolled = false;
-    reception.readyCount = 0;
     const std::span<const u8> data = block.subspan(BLOCK_NR_LEN);
     if (!reception.target.write(data))
         return eResult::fileFailed;

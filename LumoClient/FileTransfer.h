@@ -1,11 +1,13 @@
 // Files over the client link, both ways; the blocks are drawn in FileBlocks.h. Used by one thread at a time.
 //
 // To the bridge: negotiation, answer; then each block and its ACK. Every packet of the client that is no block, an ACK or
-// a POLLING too, ends the reception in the bridge. So polls that cross a block stay unanswered, damaged packets are not
-// asked for again, and a block whose answer does not come is sent once more: the bridge takes a repetition for what it is.
+// a POLLING too, ends the reception in the bridge. So polls stay unanswered, damaged packets are not asked for again, and a
+// block whose answer does not come before a poll or in time is sent once more: the bridge takes a repetition for what it is.
 //
 // From the bridge: a request and its ticket, negotiation, answer; then each block and its ACK. A ready signal too many
-// would bring the next block before its turn, so a poll is answered only once the line is quiet.
+// would bring the next block before its turn, so a poll is answered only once the line is quiet, and not at all when it
+// crossed the last reply. Behind one poll the bridge sends what may be lost before the last block again; behind two it
+// may take us for slow: then NACK 4 for the last block asks whether one is missing before it.
 #pragma once
 
 #include "LumoClient/ClientLink.h"
@@ -68,13 +70,15 @@ class FileTransfer
 
     eResult negotiate(u16 fileId, u16 &granted, TransferResult &out);
     eResult sendBlocks(SourceFile &file, u16 granted, ProgressBar &bar, TransferResult &out);
-    eResult exchange(const Bytes &block, Packet &reply, u32 &sentCount);
+    eResult exchange(const Bytes &block, Packet &reply, bool &mayHaveArrived);
     eResult awaitReply(bool isNegotiation, u32 timeoutMSec, Packet &reply);
 
     eResult waitOffer(LTProtocol::TicketNr ticket, FileOffer &offer);
     eResult receiveBlocks(Reception &reception, ProgressBar &bar);
     std::optional<eResult> take(Reception &reception, const Packet &packet);
+    static void takePoll(Reception &reception, u64 nowMSec);
     std::optional<eResult> takeBlock(Reception &reception, std::span<const u8> block);
+    std::optional<eResult> rejectBlock(Reception &reception, const std::string &why);
     void reply(Reception &reception);
     void progressed(Reception &reception) const;
     void refuse(bool isHere, u16 len);

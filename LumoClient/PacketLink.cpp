@@ -78,11 +78,17 @@ std::optional<Packet> PacketLink::receive(u64 untilMSec)
     }
 }
 
+// A line may be slower than it should.
+u32 PacketLink::lastSentLineMSec() const
+{
+    const u32 lineMSec = m_channel->lineMSec(m_lastSent.size());
+    return lineMSec + lineMSec / 4;
+}
+
 // What comes during the pause waits in the inbox.
 void PacketLink::pauseUntilRead()
 {
-    const u32 lineMSec = m_channel->lineMSec(m_lastSent.size());
-    const u64 untilMSec = m_sentAtMSec + lineMSec + lineMSec / 4 + PAUSE_MSEC; // a line may be slower than it should
+    const u64 untilMSec = m_sentAtMSec + lastSentLineMSec() + PAUSE_MSEC;
     while (m_isOpen && !m_isRead && nowMSec() < untilMSec)
         gather(untilMSec);
 }

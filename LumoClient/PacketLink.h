@@ -28,6 +28,10 @@ constexpr u32 RESEND_MAX = 3;
 constexpr u32 PARTIAL_MSEC = 500;
 constexpr u32 PARTIAL_POLLED_MSEC = 150;
 
+// The bridge polls 250 ms after the last byte of either side. A poll that comes sooner after a packet of ours left before
+// the bridge had read it.
+constexpr u32 POLL_CROSSING_MSEC = 200;
+
 class PacketLink
 {
   public:
@@ -52,9 +56,13 @@ class PacketLink
     bool isPolled() const { return m_channel->isPolled(); }
     u64 nowMSec() const { return m_channel->nowMSec(); }
     u64 heardAtMSec() const { return m_heardAtMSec; } // when bytes came last
+
+    // Whether the poll just heard may have crossed the packet sent last: then it says nothing about that packet.
+    bool pollMayCross() const { return m_heardAtMSec < m_sentAtMSec + lastSentLineMSec() + POLL_CROSSING_MSEC; }
     u32 lineMSec(size_t byteCount) const { return m_channel->lineMSec(byteCount); }
 
   private:
+    u32 lastSentLineMSec() const;
     void pauseUntilRead();
     bool transmit();
     bool sendAgain();

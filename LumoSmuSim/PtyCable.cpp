@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <fcntl.h>
+#include <functional>
 #include <poll.h>
 #include <termios.h>
 #include <unistd.h>
@@ -26,6 +27,7 @@ struct Wire
     int from;
     int to;
     Clock::duration byteTime;
+    std::function<std::vector<u8>(const std::vector<u8> &)> pass; // what is left of the bytes read
     std::vector<u8> held = {};
     size_t onLine = 0; // bytes of it, from the front
     Clock::time_point arrival = {};
@@ -42,11 +44,11 @@ struct Wire
 
     void take()
     {
-        const size_t before = held.size();
-        const size_t most = room();
-        held.resize(before + most);
-        const ssize_t n = read(from, held.data() + before, most);
-        held.resize(before + static_cast<size_t>(std::max<ssize_t>(n, 0)));
+        std::vector<u8> bytes(room());
+        const ssize_t n = read(from, bytes.data(), bytes.size());
+        bytes.resize(static_cast<size_t>(std::max<ssize_t>(n, 0)));
+        bytes = pass(bytes);
+        held.insert(held.end(), bytes.begin(), bytes.end());
         if (onLine == 0)
             startChunk(std::max(arrival, Clock::now()));
     }
@@ -92,11 +94,31 @@ PtyCable::~PtyCable()
     platform::event_close(m_stop);
 }
 
-void PtyCable::carry(u32 bytesPerSecond) const
+void PtyCable::swallow(eEnd from, u32 nth, bool isEvery)
+{
+    const std::lock_guard lock(m_mutex);
+    m_losses[static_cast<size_t>(from)].swallow(nth, isEvery);
+}
+
+u32 PtyCable::swallowed(eEnd from) const
+{
+    const std::lock_guard lock(m_mutex);
+    return m_losses[static_cast<size_t>(from)].swallowed();
+}
+
+std::vector<u8> PtyCable::pass(eEnd from, const std::vector<u8> &bytes)
+{
+    const std::lock_guard lock(m_mutex);
+    return m_losses[static_cast<size_t>(from)].pass(bytes);
+}
+
+void PtyCable::carry(u32 bytesPerSecond)
 {
     const Clock::duration byteTime =
         bytesPerSecond != 0 ? Clock::duration(std::chrono::seconds(1)) / bytesPerSecond : Clock::duration::zero();
-    Wire wires[] = {{m_a.farEnd(), m_b.farEnd(), byteTime}, {m_b.farEnd(), m_a.farEnd(), byteTime}};
+    Wire wires[] = {
+        {m_a.farEnd(), m_b.farEnd(), byteTime, [this](const std::vector<u8> &bytes) { return pass(eEnd::A, bytes); }},
+        {m_b.farEnd(), m_a.farEnd(), byteTime, [this](const std::vector<u8> &bytes) { return pass(eEnd::B, bytes); }}};
     pollfd sources[5] = {{m_stop.evfd, POLLIN, 0}};
     do
     {

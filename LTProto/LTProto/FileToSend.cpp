@@ -77,7 +77,8 @@ Tools::MemoryBuffer FileToSend::NegotiationFill()
     m_tmStart.Now();
     m_byteCount = 0;
     m_packetCount = 0;
-    FileOpen();
+    if (!m_file.isOpen())
+        FileOpen();
     m_packetMax = BlocksExpected();
     Tools::MemoryBuffer payload;
     payload.AddMsbLsb(BLOCK_NR_NEGOTIATION, BLOCK_NR_LEN);
@@ -119,6 +120,15 @@ i64 FileToSend::BlockRead(u8 *out)
     if (m_file.isOpen())
         return platform::file_read(m_file, out, m_blockLen);
     return m_buffer.Extract(out, static_cast<u32>(m_byteCount), m_blockLen);
+}
+
+bool FileToSend::Rewind(u32 nr)
+{
+    const u32 before = nr - std::min(nr, 1u);
+    m_packetNr = nr;
+    m_packetCount = before;
+    m_byteCount = u64{before} * m_blockLen;
+    return !m_file.isOpen() || platform::file_goTo(m_file, m_byteCount);
 }
 
 std::string FileToSend::ActualBlockSendingString() const

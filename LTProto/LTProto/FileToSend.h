@@ -60,6 +60,12 @@ class FileToSend
     std::string ActualBlockSendingString() const;
     bool IsFinished() const { return m_packetNr == BLOCK_NR_LAST; }
 
+    // Whether the next payload will be the last block, by the size that the file had at the start.
+    bool LastFollows() const { return !IsFinished() && m_byteCount + m_blockLen > m_size; }
+
+    // Makes the block `nr` the next one again, 0 for the negotiation; false when the file cannot be read from there.
+    bool Rewind(u32 nr);
+
     // Closes the file and deletes it when asked; true.
     bool Abort(bool deleteFile);
 

@@ -171,6 +171,7 @@ bool LTProto::ClientDisconnect()
     }
     m_sendQueueFile.clear();
     LateFilesMark();
+    m_sentBlock.Reset();
     // The next ticket's number stays: numbers keep rising across connections.
     m_ticketList.Clear();
     m_sndRetryCount = m_sndRetryCountMax;

@@ -7,6 +7,7 @@
 #include "LTProto/LTProto/FileToSend.h"
 #include "LTProto/LTProto/PacketToSend.h"
 #include "LTProto/LTProto/RcvFile.h"
+#include "LTProto/LTProto/SentBlock.h"
 #include "LTProto/LTProto/TicketList.h"
 #include "LTProto/LTProto/WireFormat.h"
 #include "LTProto/Tools/LogTracer.h"
@@ -245,7 +246,7 @@ class LTProto
     eReceiveResult PacketCheck(u32 len, Tools::MemoryBuffer &payload);
     eReceiveResult CommandReceive(const Tools::MemoryBuffer &payload, TicketNr abortedTicket);
     eReceiveResult PeerReady();
-    eReceiveResult NackReceive(TicketNr abortedTicket);
+    eReceiveResult NackReceive(u16 errCode, TicketNr abortedTicket);
 
     bool Reconnect();
     void LateFilesMark();
@@ -276,10 +277,14 @@ class LTProto
     TicketNr TicketOfBufferAnswer(Tools::MemoryBuffer &buffer);
 
     bool FileBlockSend(u16 blockLen);
+    bool FileCannotBeSentOn();
     bool FileToSendIsEnded(FileQueue::iterator file);
     void FileToSendRemove(FileQueue::iterator file);
     void FileSendGiveUp();
     bool LateFileTake(u16 fileId);
+    bool BlockSendAgain(u32 nr);
+    bool BlockRejected();
+    bool FirstBlockAskedAgain(u16 granted) const;
     void NegotiationAnswerReceive(const u8 *data, u32 len);
 
     eReceiveResult BlockReceive(const u8 *block, u32 blockLen, Tools::MemoryBuffer &payload);
@@ -332,6 +337,7 @@ class LTProto
 
     FileQueue m_sendQueueFile;                // the head is on its way
     std::map<u16, u64> m_lateFiles;           // files that a lost client asked for; until when (m_clock) they are late
+    SentBlock m_sentBlock;                    // of the head, or the last one of a file that has left
     std::optional<FileToSend> m_fileReceive;  // the file that comes in
     u64 m_fileReceiveNextPacketTimeout = 0;   // of m_clock
     std::vector<RcvFile> m_fileReceiveList;   // oldest first

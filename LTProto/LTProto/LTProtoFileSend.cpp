@@ -3,6 +3,8 @@
 
 #include "toviCommonLib/toviByteOrder.h"
 
+#include <utility>
+
 namespace LTProtocol
 {
 namespace
@@ -83,27 +85,38 @@ bool LTProto::FileSend(TicketNr ticketId, u16 fileId, const Tools::StringUtf8 &n
 bool LTProto::FileBlockSend(u16 blockLen)
 {
     const FileQueue::iterator head = m_sendQueueFile.begin();
-    const Tools::MemoryBuffer payload = head->PacketFill(blockLen);
+    Tools::MemoryBuffer payload = head->PacketFill(blockLen);
     if (payload.m_len == 0)
-    {
-        Trace("FileSend:: fileId=%u aborted: %s cannot be sent on", head->m_dataValue, head->Name());
-        FileToSendRemove(head);
-        return false;
-    }
+        return FileCannotBeSentOn();
     if (TraceIsOn())
         Trace("%s", head->ActualBlockSendingString().c_str());
     // After a failed write the queue is empty.
     if (!DataBlockSend(payload))
         return false;
+    m_sentBlock.Sent(*head);
+    if (head->IsFinished() && m_comType == eComType::UART_MAIN)
+        m_sentBlock.KeepLast(std::move(payload));
     FileToSendIsEnded(head);
     return true;
+}
+
+// False.
+bool LTProto::FileCannotBeSentOn()
+{
+    const FileQueue::iterator head = m_sendQueueFile.begin();
+    Trace("FileSend:: fileId=%u aborted: %s cannot be sent on", head->m_dataValue, head->Name());
+    m_sentBlock.Reset();
+    FileToSendRemove(head);
+    return false;
 }
 
 bool LTProto::FileToSendIsEnded(FileQueue::iterator file)
 {
     if (!file->IsFinished())
         return false;
-    FileToSendRemove(file);
+    TicketRemove(file->m_ticketId);
+    m_sentBlock.KeepFile(std::move(*file));
+    m_sendQueueFile.erase(file);
     return true;
 }
 
@@ -113,9 +126,13 @@ void LTProto::FileToSendRemove(FileQueue::iterator file)
     m_sendQueueFile.erase(file);
 }
 
-// The client did not want the last packet even after its resends: the file that is on its way is given up.
+// The client did not want the block even after its resends: its file is given up. One whose last block was sent has left
+// the queue and stays on disk.
 void LTProto::FileSendGiveUp()
 {
+    if (m_sentBlock.IsLast())
+        Trace("FileSend:: the last block was refused");
+    m_sentBlock.Reset();
     if (m_sendQueueFile.empty() || m_sendQueueFile.front().m_packetNr == BLOCK_NR_NEGOTIATION)
         return;
     m_sendQueueFile.front().Abort(true);
@@ -123,15 +140,63 @@ void LTProto::FileSendGiveUp()
     Trace("Sending file abort");
 }
 
+// ---- Blocks that the line swallowed.
+
+// Sends the block `nr` once more and goes on from there; the file comes back into the queue when it had left.
+bool LTProto::BlockSendAgain(u32 nr)
+{
+    if (nr == m_sentBlock.Nr() && m_sentBlock.LastPayload().m_len != 0)
+    {
+        if (!DataBlockSend(m_sentBlock.LastPayload()))
+            return false;
+        m_sentBlock.SentAgain();
+        return true;
+    }
+    if (std::optional<FileToSend> file = m_sentBlock.TakeFile())
+        m_sendQueueFile.push_front(std::move(*file));
+    return m_sendQueueFile.front().Rewind(nr) ? FileBlockSend(0) : FileCannotBeSentOn();
+}
+
+// NACK 4 came: the client misses a block, or has the whole file. False when neither is known.
+bool LTProto::BlockRejected()
+{
+    switch (m_sentBlock.Rejected())
+    {
+    case SentBlock::eRejected::STEP_BACK: return BlockSendAgain(m_sentBlock.Nr() - 1);
+    case SentBlock::eRejected::COMPLETE: m_sndRetryCount = m_sndRetryCountMax; return true;
+    case SentBlock::eRejected::NOT_IN_DOUBT: break;
+    }
+    return false;
+}
+
+// Whether a second answer to the negotiation says that the first block did not come. One that grants less than that block
+// has cannot have brought it.
+bool LTProto::FirstBlockAskedAgain(u16 granted) const
+{
+    if (!m_sentBlock.IsDisplaced() || m_sentBlock.Nr() != BLOCK_NR_NEGOTIATION + 1)
+        return false;
+    const u32 lastLen = m_sentBlock.LastPayload().m_len;
+    const u32 len = lastLen != 0 ? lastLen - BLOCK_NR_LEN : m_sendQueueFile.front().m_blockLen;
+    return granted == 0 || granted >= len;
+}
+
 // The client granted a block length: the first block goes out.
 void LTProto::NegotiationAnswerReceive(const u8 *data, u32 len)
 {
+    const u16 granted = len >= NEGOTIATION_ANSWER_LEN ? tovi::utils::readMsbLsbU16(data + GRANTED_OFFSET) : u16{0};
+    if (FirstBlockAskedAgain(granted))
+    {
+        m_sentBlock.AskedAgain();
+        BlockSendAgain(m_sentBlock.Nr());
+        return;
+    }
     if (m_sendQueueFile.empty() || m_sendQueueFile.front().m_packetNr != BLOCK_NR_NEGOTIATION + 1)
     {
         CommandSend(eCommandCode::NACK, NACK_NOTHING_ASKED);
         return;
     }
-    FileBlockSend(len >= NEGOTIATION_ANSWER_LEN ? tovi::utils::readMsbLsbU16(data + GRANTED_OFFSET) : u16{0});
+    m_sentBlock.NegotiationAnswered();
+    FileBlockSend(granted);
 }
 
 } // namespace LTProtocol

@@ -16,6 +16,7 @@ constexpr u32 LENGTH_OFFSET = 1;
 constexpr u32 TYPE_OFFSET = 3;
 constexpr u32 FIRST_READ_MIN = 3; // start mark and length
 constexpr size_t DEVICE_READ_MAX = 65535;
+constexpr u32 NACK_LEN = 3; // code, error code
 constexpr u32 SERIAL_SETTLE_MSEC = 2;
 constexpr u64 PACKET_STOPPED_MSEC = 10000; // on TCP, from one byte to the next; sending does not count
 
@@ -87,6 +88,10 @@ bool LTProto::PacketSend(eCommandType type, const void *head, u32 headLen, const
     m_rcvPos = 0;
     m_rcvNextPos = m_rcvBuffer.get();
     m_sndRetryCount = IsSocket() && type == eCommandType::CMD ? m_sndRetryCountMax : u8{0};
+    // A main station's client answers these by an ACK as well; over TCP no block is lost.
+    const bool isPolling =
+        type == eCommandType::CMD && packet[PACKET_HEADER_LEN] == static_cast<u8>(eCommandCode::POLLING);
+    m_sentBlock.Overwritten(m_comType == eComType::UART_MAIN && (isPolling || type == eCommandType::DATA));
     return true;
 }
 
@@ -285,7 +290,9 @@ eReceiveResult LTProto::CommandReceive(const Tools::MemoryBuffer &payload, Ticke
     {
     case eCommandCode::POLLING:
     case eCommandCode::ACK: return PeerReady();
-    case eCommandCode::NACK: return NackReceive(abortedTicket);
+    case eCommandCode::NACK:
+        return NackReceive(payload.m_len >= NACK_LEN ? tovi::utils::readMsbLsbU16(payload.m_ptr.get() + 1) : u16{0},
+                           abortedTicket);
     }
     return eReceiveResult::InternalProcessed;
 }
@@ -293,6 +300,8 @@ eReceiveResult LTProto::CommandReceive(const Tools::MemoryBuffer &payload, Ticke
 // The peer is ready for the next packet; without one the role decides how the link is kept alive.
 eReceiveResult LTProto::PeerReady()
 {
+    if (m_sentBlock.Ready() && BlockSendAgain(m_sentBlock.Nr()))
+        return eReceiveResult::InternalProcessed;
     if (CheckPacketToSend(false, true) || (!m_sendQueueFile.empty() && FileBlockSend(0)))
         return eReceiveResult::InternalProcessed;
     switch (m_comType)
@@ -304,9 +313,12 @@ eReceiveResult LTProto::PeerReady()
     return eReceiveResult::InternalProcessed;
 }
 
-// The last packet goes out again as it is, a few times; then the file on its way is given up.
-eReceiveResult LTProto::NackReceive(TicketNr abortedTicket)
+// The last packet goes out again as it is, a few times. Then a file is given up, but only when that packet was its block:
+// a NACK for anything else says nothing about the file.
+eReceiveResult LTProto::NackReceive(u16 errCode, TicketNr abortedTicket)
 {
+    if (errCode == NACK_BLOCK_REJECTED && BlockRejected())
+        return eReceiveResult::InternalProcessed;
     if (SendPending())
     {
         if (SendBufferWrite())
@@ -317,7 +329,7 @@ eReceiveResult LTProto::NackReceive(TicketNr abortedTicket)
         TicketRemove(abortedTicket);
         Trace("Receiving file abort");
     }
-    else
+    else if (m_sentBlock.AwaitsAnswer())
         FileSendGiveUp();
     return eReceiveResult::InternalProcessed;
 }

@@ -81,7 +81,7 @@ TEST_F(ProtocolTest, ASubscriberComesBackToItsMainStationUntilItIsStopped)
         return Descriptor(poll(&source, 1, PATIENCE_MSEC) == 1 ? accept(station.get(), nullptr, nullptr) : -1);
     };
     TestQueue in, out;
-    Protocol thread(nullptr);
+    Protocol thread(nullptr, in.load, out.load);
     const std::string address = "127.0.0.1:" + std::to_string(port);
     ASSERT_EQ(thread.Init(in.read, out.write, eComType::SOCKET_SUBSCRIBER, address.c_str(), 0), 0);
     ASSERT_TRUE(thread.Start());

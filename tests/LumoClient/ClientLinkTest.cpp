@@ -136,6 +136,18 @@ TEST_F(ClientLinkTest, PollFetchesAllThatIsQueued)
     EXPECT_EQ(values.size(), 2u);
 }
 
+// The line swallowed the notice, or the negotiation.
+TEST_F(ClientLinkTest, OnAPolledLineAFileThatComesTooEarlyIsNotRefused)
+{
+    const std::string get7 = "33 05 00 07", offer = "AA 00 00 00 00 08 80 00 00 00 01";
+    m_bridge->polled().expect(get7).arrive({POLLING}).expect(ACK).arrive({offer}).expect(get7).arrive({NOTICE_1});
+    m_bridge->expect(ACK).arrive({"AA 00 00 01 61 62"}).expect("2A 02 00 04").arrive({offer});
+    LTProtocol::TicketNr ticket = 0;
+    EXPECT_EQ(m_link.requestFile(7, TIMEOUT_MSEC, ticket), eResult::done);
+    FileOffer offered;
+    EXPECT_EQ(m_link.waitFile(ticket, TIMEOUT_MSEC, offered), eResult::done);
+}
+
 TEST_F(ClientLinkTest, AConnectionClosedBeforeAnyPacketWasRefused)
 {
     m_bridge->expect(GET_4).hangUp();

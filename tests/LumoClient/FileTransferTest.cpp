@@ -12,6 +12,7 @@ namespace
 
 using namespace LumoClient;
 
+constexpr u32 POLL_MSEC = 250;
 const std::string ORDER_NACK = "2A 02 00 04";
 const std::string FILE_NACK = "2A 02 00 03";
 const std::string ASK_TO_SEND = "AA 00 00 00 00 02 05 00 07";
@@ -43,6 +44,10 @@ class FileTransferTest : public ScriptedLinkTest
     TransferResult Download() { return m_transfer.download(7, m_folder.path("target"), m_bar); }
 
     // Up to the answer to the bridge's negotiation.
+    ScriptedChannel &PolledNegotiation()
+    {
+        return m_bridge->polled().expect(GET_7).arrive({NOTICE_1}).expect(ACK).arrive({OFFER_8}).expect(GRANT_2_OF_8);
+    }
     ScriptedChannel &Negotiated()
     {
         return m_bridge->expect(GET_7).arrive({NOTICE_1}).expect(POLLING).arrive({OFFER_8}).expect(GRANT_2_OF_8);
@@ -130,19 +135,57 @@ TEST_F(FileTransferTest, AReceptionThatIsStoppedRefusesTheBlockUntilTheBridgeDro
     EXPECT_EQ(m_transfer.receive({8}, m_folder.path("target"), m_bar).result, eResult::stopped);
 }
 
-TEST_F(FileTransferTest, OnAPolledLineTheReplyIsRepeatedForAPollOnceTheLineIsQuiet)
+TEST_F(FileTransferTest, OnAPolledLineTheReplyIsRepeatedForAPollThatDidNotCrossItOnceTheLineIsQuiet)
 {
-    m_bridge->polled().expect(GET_7).arrive({NOTICE_1}).expect(ACK).arrive({OFFER_8}).expect(GRANT_2_OF_8);
-    m_bridge->arrive({POLLING}).expect(GRANT_2_OF_8).arrive({AB}).expect(ACK).arrive({POLLING}).expect(ACK);
+    PolledNegotiation()
+        .arrive({POLLING})
+        .pass(POLL_MSEC)
+        .arrive({POLLING})
+        .expect(GRANT_2_OF_8)
+        .arrive({AB})
+        .expect(ACK);
+    m_bridge->pass(POLL_MSEC).arrive({POLLING}).expect(ACK);
     std::vector<u8> cutOff = Framed(CD);
     cutOff.pop_back();
     m_bridge->arriveRaw(cutOff).expect(CHECKSUM_NACK).arrive({CD}).expect(ACK).arrive({LAST_EMPTY}).expect(ACK);
     EXPECT_EQ(Download().result, eResult::done);
-    EXPECT_EQ(GapBeforeWrite(5), POLL_PAUSE_MSEC);
+    EXPECT_EQ(GapBeforeWrite(5), POLL_MSEC + POLL_PAUSE_MSEC);
     EXPECT_EQ(GapBeforeWrite(6), PARTIAL_POLLED_MSEC);
-    m_bridge->expect(GET_7).arrive({NOTICE_1}).expect(ACK).arrive({OFFER_8}).expect(GRANT_2_OF_8);
-    m_bridge->arrive({POLLING}).expect(GRANT_2_OF_8).arrive({LAST_EMPTY}).expect(ACK);
-    EXPECT_EQ(Download().result, eResult::badAnswer) << "the first block may be the one that was lost";
+}
+
+// Behind one poll the bridge repeats what may be missing before the last block; behind two it is asked.
+TEST_F(FileTransferTest, OnAPolledLineTheLastBlockIsTakenWhenNoneCanBeMissingBeforeIt)
+{
+    PolledNegotiation().arrive({AB}).expect(ACK).pass(POLL_MSEC).arrive({POLLING}).expect(ACK);
+    m_bridge->arrive({LAST_EMPTY}).expect(ACK);
+    EXPECT_EQ(Download().size, 2u);
+    for (const bool isMissing : {false, true})
+    {
+        PolledNegotiation().arrive({AB}).expect(ACK).pass(POLL_MSEC).arrive({POLLING}).expect(ACK);
+        m_bridge->pass(POLL_MSEC).arrive({POLLING}).expect(ACK).arrive({LAST_EMPTY}).expect(ORDER_NACK);
+        if (isMissing)
+            m_bridge->arrive({CD}).expect(ACK);
+        m_bridge->arrive({LAST_EMPTY}).expect(ACK);
+        EXPECT_EQ(Download().result, eResult::done);
+        EXPECT_EQ(m_folder.read("target"), isMissing ? "abcd" : "ab");
+    }
+}
+
+TEST_F(FileTransferTest, OnAPolledLineABlockIsSentAgainForAPollThatDidNotCrossIt)
+{
+    m_bridge->polled().expect(ASK_TO_SEND).pass(POLL_MSEC).arrive({POLLING}).expect(ASK_TO_SEND).arrive({GRANTED_2});
+    m_bridge->pass(POLL_MSEC).arrive({POLLING}).expect("AA FF FF FF 61").arrive({POLLING}).pass(POLL_MSEC);
+    m_bridge->arrive({POLLING}).expect("AA FF FF FF 61").arrive({ORDER_NACK});
+    EXPECT_EQ(Upload("a").result, eResult::done);
+    EXPECT_EQ(GapBeforeWrite(3), POLL_MSEC);
+}
+
+// The bridge may have forgotten the file before it saw the last block.
+TEST_F(FileTransferTest, OnAPolledLineALateRefusalOfTheLastBlockProvesNothing)
+{
+    m_bridge->polled().expect(ASK_TO_SEND).arrive({GRANTED_2}).expect("AA FF FF FF 61").expect("AA FF FF FF 61");
+    m_bridge->arrive({ORDER_NACK}).expect(POLLING);
+    EXPECT_EQ(Upload("a").result, eResult::refused);
 }
 
 } // namespace

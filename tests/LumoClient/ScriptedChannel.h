@@ -1,6 +1,6 @@
 // A ByteChannel that plays a bridge by a script and moves its clock instead of waiting.
 // The script is worked off in order: `expect` is the next packet the client must write, `arrive` is one read,
-// `hangUp` ends the connection. Packets are given as command type and payload.
+// `pass` lets time go by, `hangUp` ends the connection. Packets are given as command type and payload.
 #pragma once
 
 #include "LumoClient/ClientLink.h"
@@ -18,6 +18,12 @@ class ScriptedChannel final : public LumoClient::ByteChannel
   public:
     ScriptedChannel &expect(const std::string &content) { return add(eStep::EXPECT, Framed(content)); }
     ScriptedChannel &arriveRaw(const std::vector<u8> &bytes) { return add(eStep::ARRIVE, bytes); }
+    ScriptedChannel &pass(u32 msec) // nothing comes for so long
+    {
+        add(eStep::PASS, {});
+        m_steps.back().msec = msec;
+        return *this;
+    }
     ScriptedChannel &hangUp() { return add(eStep::HANG_UP, {}); }
     ScriptedChannel &arrive(std::initializer_list<std::string> contents)
     {
@@ -48,6 +54,15 @@ class ScriptedChannel final : public LumoClient::ByteChannel
         }
         if (m_isClosed)
             return std::nullopt;
+        if (!m_steps.empty() && m_steps.front().kind == eStep::PASS)
+        {
+            const u32 passed = std::min(timeoutMSec, m_steps.front().msec);
+            m_nowMSec += passed;
+            m_steps.front().msec -= passed;
+            if (m_steps.front().msec == 0)
+                m_steps.pop_front();
+            return 0;
+        }
         if (m_steps.empty() || m_steps.front().kind == eStep::EXPECT)
         {
             m_nowMSec += timeoutMSec;
@@ -81,17 +96,19 @@ class ScriptedChannel final : public LumoClient::ByteChannel
     {
         EXPECT,
         ARRIVE,
+        PASS,
         HANG_UP
     };
     struct Step
     {
         eStep kind;
         std::vector<u8> bytes;
+        u32 msec = 0;
     };
 
     ScriptedChannel &add(eStep kind, const std::vector<u8> &bytes)
     {
-        m_steps.push_back({kind, bytes});
+        m_steps.push_back({kind, bytes, 0});
         return *this;
     }
 

@@ -77,6 +77,11 @@ i64 file_read(const FileDescriptor &file, void *out, u32 size)
     return done;
 }
 
+bool file_goTo(const FileDescriptor &file, u64 offset)
+{
+    return lseek(file.get(), static_cast<off_t>(offset), SEEK_SET) == static_cast<off_t>(offset);
+}
+
 bool file_write(const FileDescriptor &file, const void *data, u32 size)
 {
     u32 done = 0;

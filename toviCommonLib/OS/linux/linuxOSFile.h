@@ -46,6 +46,9 @@ bool file_size(const FileDescriptor &file, u64 *out);
 // Reads `size` bytes, fewer only at the end of the file. Returns the count, -1 on an error.
 i64 file_read(const FileDescriptor &file, void *out, u32 size);
 
+// The next read begins behind the first `offset` bytes.
+bool file_goTo(const FileDescriptor &file, u64 offset);
+
 // True when all bytes are with the system; otherwise some of them may be.
 bool file_write(const FileDescriptor &file, const void *data, u32 size);
 
