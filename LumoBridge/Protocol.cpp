@@ -19,6 +19,7 @@ constexpr u16 PAYLOAD_DEFAULT_UART = 4000;
 constexpr u16 PAYLOAD_DEFAULT_SOCKET = 50000;
 constexpr u16 STACK_SIZE_KB = 2048;
 constexpr u32 MESSAGES_PER_TURN = 64; // then the client has its turn
+constexpr u64 PEER_CHECK_MSEC = 500;
 
 // What the engine leaves in the buffer.
 constexpr u32 ID_LEN = 4;
@@ -108,7 +109,8 @@ i16 Protocol::ThreadStart(void *self)
 
 // The thread, until Stop: 1. wait, but not while the main thread's queue was left half read; 2. one handler for each ready
 // source; 3. the messages left over from a turn that was cut short; 4. the engine's idle step when the client link was
-// silent for long enough, whatever the main thread sends meanwhile.
+// silent for long enough, whatever the main thread sends meanwhile; 5. a look whether the client is gone, whichever way the
+// loop woke.
 void Protocol::Process()
 {
     m_comProtocol.ReceiveFilesRestore();
@@ -121,6 +123,7 @@ void Protocol::Process()
         if (leftOver)
             MqReceive();
         IdleStep();
+        PeerCheck();
     }
 }
 
@@ -137,6 +140,16 @@ void Protocol::IdleStep()
         ConnectionState(false);
     }
     ConnectionCheck();
+}
+
+void Protocol::PeerCheck()
+{
+    const u64 nowMSec = platform::getTimeNowMSec();
+    if (nowMSec < m_peerCheckAtMSec)
+        return;
+    m_peerCheckAtMSec = nowMSec + PEER_CHECK_MSEC;
+    if (m_comProtocol.PeerDropIfGone())
+        ConnectionCheck();
 }
 
 void Protocol::HandleEvent(u32 userParam)

@@ -42,6 +42,10 @@ class ToviConn
     // 65535 bytes is refused.
     bool MessageSend(const LT_Proto::LTData &record);
 
+    // True when the machine vanished without a word. Worth a call every half second: while bytes are on their way to it, no
+    // read tells.
+    bool PeerIsGone() const { return m_smuConn.peerIsGone(); }
+
     const OSSocket &getSocket() const { return m_smuConn.getSocket(); }
 
   private:

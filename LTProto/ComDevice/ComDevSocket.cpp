@@ -1,6 +1,7 @@
 #include "LTProto/ComDevice/ComDevSocket.h"
 
 #include "toviCommonLib/OS/linux/linuxOS.h"
+#include "toviCommonLib/OS/linux/linuxOSSocketPeer.h"
 
 #include <cerrno>
 #include <cstring>
@@ -54,6 +55,7 @@ bool ComDevSocket::SetClient(const char *host, int port)
         return false;
     platform::socket_setWriteTimeoutMSec(m_socket, CLIENT_WRITE_TIMEOUT_MSEC);
     platform::socket_setNoDelay(m_socket);
+    platform::socket_watchPeer(m_socket);
     m_host = host;
     return true;
 }
@@ -124,6 +126,7 @@ int ComDevSocket::ReceiveServer()
     }
     platform::socket_setWriteTimeoutMSec(accepted, CLIENT_WRITE_TIMEOUT_MSEC);
     platform::socket_setNoDelay(accepted);
+    platform::socket_watchPeer(accepted);
     m_lastConnect = m_clock();
     m_socket = accepted;
     if (!WaitableGroupLink(m_socket))
@@ -155,6 +158,11 @@ void ComDevSocket::AcknowledgeNow()
 {
     if (IsConnected())
         platform::socket_acknowledgeNow(m_socket);
+}
+
+bool ComDevSocket::PeerIsGone() const
+{
+    return IsConnected() && platform::socket_peerIsGone(m_socket);
 }
 
 bool ComDevSocket::Send(u32 size, void *buffer)

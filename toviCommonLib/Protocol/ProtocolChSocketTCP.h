@@ -17,6 +17,9 @@ class ProtocolChSocketTCP : public IProtocolChannell
     void setSocket(const OSSocket &connected) { sok = connected; }
     const OSSocket &getSocket() const { return sok; }
 
+    // True when the peer vanished without a word.
+    bool peerIsGone() const;
+
     // A read that waits ends with RES_ERROR once `event` was fired; borrowed, null for none.
     void setCancelEvent(const sOSEvent *event) { cancelEvent = event; }
 
