@@ -132,6 +132,13 @@ void idleMachine(Rig &rig)
     programEnds(rig);
 }
 
+void machineWithBytesOnTheirWay(Rig &rig)
+{
+    rig.pull();
+    rig.clientSays();
+    programEnds(rig);
+}
+
 void clientIsBackAfter2Seconds(Rig &rig)
 {
     rig.pull();
@@ -190,6 +197,7 @@ TEST(PulledCable, IsSeenAndNothingElseIsTakenForIt)
         {"idle client", eBeyond::client, idleClient},
         {"client with bytes on their way", eBeyond::client, clientWithBytesOnTheirWay},
         {"idle machine", eBeyond::machine, idleMachine},
+        {"machine with bytes on their way", eBeyond::machine, machineWithBytesOnTheirWay},
         {"client is back after 2 s", eBeyond::client, clientIsBackAfter2Seconds},
         {"machine is back after 2 s", eBeyond::machine, machineIsBackAfter2Seconds},
         {"machine does not read for 20 s", eBeyond::machine, machineDoesNotRead},
