@@ -22,6 +22,7 @@ constexpr u32 EVENT_ROOM_TO_CLIENT = 102; // the protocol thread has caught up
 constexpr u32 WAIT_MSEC = 100;
 constexpr u32 MESSAGES_PER_TURN = 64; // of one side at most, then the other has its turn
 constexpr u64 STALL_MSEC = 200;       // a message waits so long before it is traced that the machine takes none
+constexpr u64 PEER_CHECK_MSEC = 500;
 constexpr u64 FINISH_MSEC = 2000;
 constexpr u32 BUFFER_BYTES_SHOWN = 32;
 
@@ -58,6 +59,7 @@ void MachineSide::run()
         if (m_running && m_clientHasMore && maySendToMachine())
             sendToMachine();
         watchStall();
+        watchPeer();
         if (m_rConn.IsDead())
             m_running = false;
         if (n == 0 && !busy && m_running)
@@ -207,6 +209,17 @@ void MachineSide::watchStall()
         return;
     m_stallTold = true;
     m_logTracer.Trace("The machine takes no messages");
+}
+
+// A machine that lives but does not read is not gone.
+void MachineSide::watchPeer()
+{
+    const u64 now = platform::getTimeNowMSec();
+    if (now < m_peerCheckAtMSec)
+        return;
+    m_peerCheckAtMSec = now + PEER_CHECK_MSEC;
+    if (m_rConn.PeerDropIfGone())
+        m_logTracer.Trace("The machine vanished: its system does not answer");
 }
 
 // ---- From the machine.

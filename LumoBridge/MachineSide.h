@@ -51,6 +51,7 @@ class MachineSide
     void onClientMessage(const tovi::thread::sMsg &msg);
     void flushTail();
     void watchStall();
+    void watchPeer();
 
     void readMachine();
     void onMachineRecord(LT_Proto::LTData &record);
@@ -74,4 +75,5 @@ class MachineSide
     bool m_waitsForWriting = false;
     u64 m_tailSinceMSec = 0; // since when the message waits that the machine has not taken whole
     bool m_stallTold = false;
+    u64 m_peerCheckAtMSec = 0;
 };

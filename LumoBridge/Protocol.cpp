@@ -19,6 +19,7 @@ constexpr u16 PAYLOAD_DEFAULT_UART = 4000;
 constexpr u16 PAYLOAD_DEFAULT_SOCKET = 50000;
 constexpr u16 STACK_SIZE_KB = 2048;
 constexpr u32 MESSAGES_PER_TURN = 64; // then the client has its turn
+constexpr u64 PEER_CHECK_MSEC = 500;
 
 // What the engine leaves in the buffer.
 constexpr u32 ID_LEN = 4;
@@ -111,8 +112,8 @@ i16 Protocol::ThreadStart(void *self)
 // The thread, until Stop: 1. stop reading the client while the main thread is behind, or go on; 2. wait, but not while the main
 // thread's queue was left half read; 3. one handler for each ready source, so at most one packet; 4. the messages left over
 // from a turn that was cut short; 5. what the client link does unasked; 6. the engine's idle step when the client link was
-// silent for long enough, whatever the main thread sends meanwhile. The main thread's queue is always read on: no two stops
-// ever wait for each other.
+// silent for long enough, whatever the main thread sends meanwhile; 7. a look whether the client is gone, whichever way the
+// loop woke. The main thread's queue is always read on: no two stops ever wait for each other.
 void Protocol::Process()
 {
     m_comProtocol.ReceiveFilesRestore();
@@ -127,6 +128,7 @@ void Protocol::Process()
             MqReceive();
         OwnStep();
         IdleStep();
+        PeerCheck();
     }
 }
 
@@ -151,6 +153,16 @@ void Protocol::IdleStep()
         ConnectionState(false);
     }
     ConnectionCheck();
+}
+
+void Protocol::PeerCheck()
+{
+    const u64 nowMSec = platform::getTimeNowMSec();
+    if (nowMSec < m_peerCheckAtMSec)
+        return;
+    m_peerCheckAtMSec = nowMSec + PEER_CHECK_MSEC;
+    if (m_comProtocol.PeerDropIfGone())
+        ConnectionCheck();
 }
 
 void Protocol::HandleEvent(u32 userParam)

@@ -50,6 +50,9 @@ class Protocol
     void OwnStep();
     void IdleStep();
 
+    // Looks every half second whether the client vanished without a word.
+    void PeerCheck();
+
     u16 PayloadSize() const { return m_comProtocol.PayloadSize(); }
 
   private:
@@ -91,6 +94,7 @@ class Protocol
     std::atomic<bool> m_threadRunning{false}; // set by Init, cleared by Stop (main thread), read once per cycle
     sHThreadMsgR m_mqRead;                    // set by Init, then read-only
     sHThreadMsgW m_mqWrite;                   // set by Init, then read-only
+    u64 m_peerCheckAtMSec = 0;                // protocol thread: when to look next
     bool m_mqHasMore = false;                 // protocol thread: the last turn left messages in m_mqRead
     bool m_isConnected = false;               // protocol thread: the link state last told to the main thread
 };

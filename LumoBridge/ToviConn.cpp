@@ -213,6 +213,13 @@ bool ToviConn::MessageSend(const LTData &record)
     return taken != 0 && !tovi::isFailure(taken);
 }
 
+bool ToviConn::PeerDropIfGone()
+{
+    const bool gone = m_smuConn.peerIsGone();
+    m_isDead = m_isDead || gone;
+    return gone;
+}
+
 void ToviConn::Flush()
 {
     m_isDead = m_isDead || tovi::isFailure(m_smuConn.flush());

@@ -45,11 +45,15 @@ class ToviConn
     bool HasTail() const { return m_smuConn.hasTail(); }
     void Flush();
 
-    // Nothing reaches the machine any more: a write failed, or MessageProcess gave ABORT.
+    // Nothing reaches the machine any more: a write failed, MessageProcess gave ABORT, or PeerDropIfGone was true.
     bool IsDead() const { return m_isDead; }
 
     // The machine hears at once that what it sent has come.
     void AcknowledgeNow() { m_smuConn.acknowledgeNow(); }
+
+    // True when the machine vanished without a word; the link is dead then. Worth a call every half second: while bytes are on
+    // their way to it, no read tells.
+    bool PeerDropIfGone();
 
     const OSSocket &getSocket() const { return m_smuConn.getSocket(); }
 

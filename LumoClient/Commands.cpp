@@ -142,6 +142,14 @@ int runGet(ClientLink &link, const std::vector<u32> &varIds, u32 timeoutMSec)
     return status;
 }
 
+std::string whyNotSet(const Value &value)
+{
+    if (value.dataType == eDataType::INTEGER_POSITIVE || value.dataType == eDataType::DATA_BUFFER)
+        return {};
+    return std::string("the bridge acknowledges a value of type ") + DataTypeName(value.dataType) +
+           " and hands on an empty one: send it as bytes, or add --force";
+}
+
 int runSet(ClientLink &link, u32 varId, const Value &value, u32 timeoutMSec)
 {
     const eResult result = link.set(varId, value, timeoutMSec);

@@ -24,6 +24,9 @@ int reportFailure(const std::string &what, eResult result);
 // An id that finds no answer does not keep the next ones from being asked.
 int runGet(ClientLink &link, const std::vector<u32> &varIds, u32 timeoutMSec);
 
+// Why the machine would not get that value, as a line for the user; empty when it gets it.
+std::string whyNotSet(const Value &value);
+
 int runSet(ClientLink &link, u32 varId, const Value &value, u32 timeoutMSec);
 
 // Prints the answer in hexadecimal.

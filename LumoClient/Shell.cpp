@@ -14,6 +14,8 @@ namespace
 
 using LTProtocol::HexParse;
 
+constexpr std::string_view FORCE = "--force";
+
 // Cuts the first word off `text`, and the blanks around it.
 std::string takeWord(std::string_view &text)
 {
@@ -116,11 +118,16 @@ int Shell::runNumbered(const std::string &name, u32 number, std::string_view res
 
 int Shell::runSetOf(u32 varId, std::string_view rest)
 {
-    const std::string typeName = takeWord(rest);
+    std::string typeName = takeWord(rest);
+    const bool isForced = typeName == FORCE;
+    if (isForced)
+        typeName = takeWord(rest);
     const std::string text(rest);
     const std::optional<Value> value = LTProtocol::ValueParse(typeName, text);
     if (!value)
         return misused("set", "'" + text + "' is no value of type '" + typeName + "'");
+    if (const std::string why = whyNotSet(*value); !isForced && !why.empty())
+        return misused("set", why);
     return overLink("set", [&] { return runSet(m_link, varId, *value, m_setup.transfer.timeoutMSec); });
 }
 
@@ -139,7 +146,7 @@ int runShell(std::istream &in, const ShellSetup &setup, const volatile std::sig_
 std::string shellHelp()
 {
     return "get ID             ask for a variable\n"
-           "set ID TYPE VALUE  give a variable a value\n"
+           "set ID TYPE VALUE  give a variable a value; --force in front of TYPE also sends what does not arrive\n"
            "buffer HEX         send raw bytes to the machine and show its answer\n"
            "poll               show the values that the bridge has queued\n"
            "upload ID FILE     send a file to the machine\n"

@@ -37,6 +37,7 @@ struct Options
     u32 varId = 0;
     std::string typeName;
     std::string valueText;
+    bool isForced = false;
     std::string hex;
     u32 watchCount = 0;
     std::string saveFolder;
@@ -116,11 +117,12 @@ void describe(CLI::App &app, Options &options)
     CLI::App *get = app.add_subcommand("get", "Ask for variables; prints id, name, type and value, parted by tabs");
     get->add_option("ID", options.varIds)->required();
 
-    CLI::App *set = app.add_subcommand("set", "Give a variable a value");
+    CLI::App *set = app.add_subcommand("set", "Give a variable a value: a whole number from 0 on, or bytes");
     set->add_option("ID", options.varId)->required();
     set->add_option("TYPE", options.typeName, "int, dec, text, bytes, null, or a full name such as DECIMAL_NEGATIVE")
         ->required();
     set->add_option("VALUE", options.valueText, "25, -5, 12.34, some text, \"01 02 FF\"; nothing for null");
+    set->add_flag("--force", options.isForced, "Send it even when its type does not reach the machine");
 
     CLI::App *buffer = app.add_subcommand("buffer", "Send raw bytes to the machine; prints the bytes it answers");
     buffer->add_option("HEX", options.hex, "Such as \"01 02 FF\"")->required();
@@ -128,9 +130,21 @@ void describe(CLI::App &app, Options &options)
     app.add_subcommand("poll", "Print the values that the bridge has queued");
     describeFiles(app, options);
     LumoFaults::describeFaults(app, options.faults, LumoFaults::eSide::client);
-    app.footer("Exit status: 0 done, 1 refused, link lost or a file failed, 2 wrong usage, 3 no answer in time.\n"
-               "The bridge hands on values of the types INTEGER_POSITIVE and DATA_BUFFER; values of other types reach "
-               "the machine without their content.");
+    app.footer(
+        "Exit status: 0 done, 1 refused, link lost or a file failed, 2 wrong usage, 3 no answer in time.\n"
+        "The bridge hands on values of the types INTEGER_POSITIVE and DATA_BUFFER; it acknowledges others, too, and "
+        "the machine gets an empty one. set refuses those unless --force is given.");
+}
+
+// The value to be set; nothing, and the reason in `wrong`, when there is none or the machine would not get it.
+std::optional<Value> valueToSet(const Options &options, std::string &wrong)
+{
+    std::optional<Value> value = LTProtocol::ValueParse(options.typeName, options.valueText);
+    if (!value)
+        wrong = "'" + options.valueText + "' is no value of type '" + options.typeName + "'";
+    else if (!options.isForced)
+        wrong = whyNotSet(*value);
+    return wrong.empty() ? value : std::nullopt;
 }
 
 // Null when the bridge cannot be reached.
@@ -147,8 +161,9 @@ std::unique_ptr<ByteChannel> openChannel(const Options &options, const Endpoint 
 int runCommand(const std::string &command, const Options &options, const Endpoint &endpoint, Misbehaviour &misbehaviour)
 {
     std::optional<Value> value;
-    if (command == "set" && !(value = LTProtocol::ValueParse(options.typeName, options.valueText)))
-        return usageError("set: '" + options.valueText + "' is no value of type '" + options.typeName + "'");
+    std::string wrong;
+    if (command == "set" && !(value = valueToSet(options, wrong)))
+        return usageError("set: " + wrong);
     const std::optional<Bytes> bytes = LTProtocol::HexParse(options.hex);
     if (!bytes)
         return usageError("buffer: '" + options.hex + "' is not hexadecimal");

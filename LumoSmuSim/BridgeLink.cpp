@@ -87,7 +87,7 @@ BridgeLink::eReceived BridgeLink::readMessage(SMUConn::sDecodedMsg &message)
         if (isFailure(len))
         {
             m_channel.virt_close();
-            return eReceived::LOST;
+            return len == RES_PROTOCOL_CLOSED ? eReceived::LEFT : eReceived::LOST;
         }
         const bool isGarbageDropped = m_channel.bufferR.getCursor() < heldBefore;
         if (len == 0 && !isGarbageDropped)

@@ -25,7 +25,8 @@ class BridgeLink
     {
         NOTHING, // no whole message is there
         MESSAGE,
-        LOST // the bridge left, or what came is no handshake
+        LEFT, // the bridge said its end
+        LOST  // it left without a word, or what came is no handshake
     };
 
     // Never waits. `message` is a view that the next call ends; a damaged message is skipped.

@@ -2,6 +2,7 @@
 #include "LumoSmuSim/Machine.h"
 
 #include "LTProto/LTProto/ValueText.h"
+#include "LTProto/Tools/Hex.h"
 #include "LumoSmuSim/MachineText.h"
 #include "toviCommonLib/toviByteOrder.h"
 
@@ -131,7 +132,8 @@ Reaction Machine::takeFile(Payload payload)
     if (!name.starts_with('/') || name == m_fileAnnounced)
     {
         reaction = answerFileRequest(fileId);
-        reaction.event = {'<', "ask-file", {}, fileId};
+        const std::string carried = Tools::ToHex(payload.data() + NUMBER_LEN, static_cast<u32>(name.size()), 0);
+        reaction.event = {'<', "ask-file", {}, fileId, "", carried};
         return reaction;
     }
     m_fileAnnounced = std::move(name);

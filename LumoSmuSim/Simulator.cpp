@@ -113,6 +113,7 @@ void Simulator::serveBridge()
         switch (m_bridge->receive(message))
         {
         case BridgeLink::eReceived::NOTHING: return;
+        case BridgeLink::eReceived::LEFT: return dropBridge("left");
         case BridgeLink::eReceived::LOST: return dropBridge("lost");
         case BridgeLink::eReceived::MESSAGE:
             if (message.what == tovi::SMUConn::WHAT_IDENTIFY)

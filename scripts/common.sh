@@ -2,7 +2,7 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-BUILD_TOOLS=(g++ cmake ninja-build libgtest-dev libcli11-dev)
+BUILD_TOOLS=(g++ cmake ninja-build libgtest-dev libcli11-dev iproute2)
 
 say() {
     printf '==> %s\n' "$*"

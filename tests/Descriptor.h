@@ -113,11 +113,11 @@ inline Descriptor connectTo(const std::string &ip, u16 port, int receiveBuffer =
     return socket;
 }
 
-// A listening socket on any free port of 127.0.0.1.
-inline Descriptor listenAnywhere(u16 *port)
+// A listening socket on any free port of the address.
+inline Descriptor listenAnywhere(u16 *port, const std::string &ip = "127.0.0.1")
 {
     Descriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    sockaddr_in address = addressOf("127.0.0.1", 0);
+    sockaddr_in address = addressOf(ip, 0);
     socklen_t size = sizeof address;
     bind(socket.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address);
     listen(socket.get(), 5);

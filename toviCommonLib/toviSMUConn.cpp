@@ -1,6 +1,7 @@
 #include "toviCommonLib/toviSMUConn.h"
 
 #include "toviCommonLib/OS/linux/linuxOS.h"
+#include "toviCommonLib/OS/linux/linuxOSSocketPeer.h"
 #include "toviCommonLib/toviByteOrder.h"
 #include "toviCommonLib/toviSocket.h"
 
@@ -92,6 +93,7 @@ eSocketError SMUConn::priv_begin(const OSSocket &sok, const sIdentity &identity)
 {
     channel = allocatorNew<ProtocolChSocketTCP>(*localAllocator, localAllocator, READ_BUFFER_START, READ_BUFFER_MAX);
     channel->setSocket(sok);
+    platform::socket_watchPeer(sok);
     channel->setCancelEvent(cancelEvent);
     proto = allocatorNew<ProtocolConsole>(*localAllocator, localAllocator, WRITE_BUFFER_START);
     if (!proto->handshake_clientSend(channel.get(), nullptr))

@@ -67,6 +67,9 @@ class SMUConn
     // The connected socket, for a waitable group; only while connected.
     const OSSocket &getSocket() const { return channel->getSocket(); }
 
+    // True when the SMU vanished without a word; false when not connected.
+    bool peerIsGone() const { return channel && channel->peerIsGone(); }
+
     void sendPing(u16 userValue);
 
     // Length of the message written to `dst`, or 0 when it does not fit `dstSize`. A missing part is skipped.

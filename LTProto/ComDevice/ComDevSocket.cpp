@@ -1,6 +1,7 @@
 #include "LTProto/ComDevice/ComDevSocket.h"
 
 #include "toviCommonLib/OS/linux/linuxOS.h"
+#include "toviCommonLib/OS/linux/linuxOSSocketPeer.h"
 
 #include <cerrno>
 #include <cstring>
@@ -79,6 +80,7 @@ void ComDevSocket::PeerPrepare()
 {
     platform::socket_setWriteTimeoutMSec(m_socket, CLIENT_WRITE_TIMEOUT_MSEC);
     platform::socket_setNoDelay(m_socket);
+    platform::socket_watchPeer(m_socket);
 }
 
 // Without a group the owner looks for itself; with one, a peer that cannot join it would never be heard.
@@ -194,6 +196,11 @@ void ComDevSocket::ReceivePause(bool peer, bool newcomers)
         m_waitableGroup->setSocketInterest(m_socket, !peer, false);
     if (platform::socket_isOpen(m_serverSocket) && newcomers != std::exchange(m_newcomersPaused, newcomers))
         m_waitableGroup->setSocketInterest(m_serverSocket, !newcomers, false);
+}
+
+bool ComDevSocket::PeerIsGone() const
+{
+    return IsConnected() && platform::socket_peerIsGone(m_socket);
 }
 
 bool ComDevSocket::Send(u32 size, void *buffer)

@@ -44,6 +44,7 @@ class ComDevSocket : public ComDevice
 
     // False when no peer was connected. A listening socket stays open.
     bool Close() override;
+    bool PeerIsGone() const override;
     bool IsConnected() const override { return platform::socket_isOpen(m_socket); }
     bool PeerHasClosed() const override { return IsConnected() && platform::socket_peerHasClosed(m_socket); }
 

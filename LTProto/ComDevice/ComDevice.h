@@ -73,6 +73,9 @@ class ComDevice
     virtual bool Close() { return true; }
     virtual bool Reset() { return true; }
 
+    // True when the peer vanished without a word; it is not closed by that.
+    virtual bool PeerIsGone() const { return false; }
+
     // Whether there is a peer to talk to.
     virtual bool IsConnected() const { return true; }
 

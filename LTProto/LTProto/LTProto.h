@@ -126,6 +126,9 @@ class LTProto
     // The peer is gone: drops every queued packet and ticket; true. Ticket numbers go on rising.
     bool ClientDisconnect();
 
+    // When the peer vanished without a word, closes the device and does what follows when a peer closes; true then.
+    bool PeerDropIfGone();
+
     // ---- Packets.
 
     // Builds and writes one packet. False when the payload is above 65529 bytes, there is no memory, or the write failed;
@@ -240,6 +243,7 @@ class LTProto
     bool SendPending() const { return m_sndRetryCount < m_sndRetryCountMax && m_sndBufferLen > 0; }
     bool TraceIsOn() const;
 
+    void PeerClosed();
     eReceiveResult Gather(Tools::MemoryBuffer &payload);
     void ReceiveBufferClear(size_t kept);
     void StartMarkFind(int &count);

@@ -171,6 +171,25 @@ eReceiveResult LTProto::OnReceive(Tools::MemoryBuffer &payload)
     return result;
 }
 
+void LTProto::PeerClosed()
+{
+    Trace("Client disconnected on receive");
+    ClientDisconnect();
+    ReceiveFileAbort();
+    ReceiveBufferReset();
+    IdleRestart();
+}
+
+bool LTProto::PeerDropIfGone()
+{
+    if (m_comDevice == nullptr || !m_comDevice->PeerIsGone())
+        return false;
+    Trace("Client vanished: its system does not answer");
+    m_comDevice->Close();
+    PeerClosed();
+    return true;
+}
+
 eReceiveResult LTProto::Gather(Tools::MemoryBuffer &payload)
 {
     // On a serial line the idle step does this, much earlier.
@@ -188,11 +207,7 @@ eReceiveResult LTProto::Gather(Tools::MemoryBuffer &payload)
     }
     if (count == tovi::ComDevice::RECEIVE_PEER_CLOSED)
     {
-        Trace("Client disconnected on receive");
-        ClientDisconnect();
-        ReceiveFileAbort();
-        ReceiveBufferReset();
-        IdleRestart();
+        PeerClosed();
         return eReceiveResult::ClientDisconnect;
     }
     if (count <= 0)

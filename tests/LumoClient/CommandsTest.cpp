@@ -1,4 +1,4 @@
-#include "LumoClient/Commands.h"
+#include "LumoClient/Shell.h"
 
 #include "tests/LumoClient/ScriptedChannel.h"
 #include "tests/TempFolder.h"
@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <sstream>
 
 namespace
 {
@@ -53,6 +54,40 @@ TEST_F(CommandsTest, GetGoesOnBehindAVariableWithoutAnswer)
     const Outcome run = Capture([&] { return runGet(m_link, {4, 5, 6}, TIMEOUT_MSEC); });
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.err, "LumoClient: get 4: no answer in time\nLumoClient: get 5: the link is lost\n");
+}
+
+// As `LumoClient set` does.
+TEST(Shell, SetRefusesWhatDoesNotReachTheMachine)
+{
+    const struct
+    {
+        const char *name, *command, *refusedType;
+    } rows[] = {
+        {"a whole number", "set 100 int 150", ""},
+        {"bytes", "set 100 bytes 01", ""},
+        {"a negative number", "set 100 int -5", "INTEGER_NEGATIVE"},
+        {"a decimal", "set 100 dec 1.5", "DECIMAL_POSITIVE"},
+        {"a negative decimal", "set 100 dec -1.5", "DECIMAL_NEGATIVE"},
+        {"a text", "set 100 text hot", "STRING_UTF"},
+        {"nothing", "set 100 null", "NULL_DATA"},
+        {"a text that is wanted", "set 100 --force text hot", ""},
+    };
+    const volatile std::sig_atomic_t stop = 0;
+    LumoFaults::FaultPlan plan(LumoFaults::eSide::client);
+    const ShellSetup setup{[] { return nullptr; }, "bridge", {}, plan}; // what is not refused finds nobody
+    for (const auto &[name, command, refusedType] : rows)
+    {
+        std::istringstream in(command);
+        testing::internal::CaptureStderr();
+        runShell(in, setup, stop);
+        const std::string said = testing::internal::GetCapturedStderr();
+        const std::string expected = *refusedType == '\0'
+                                         ? "LumoClient: set: bridge: the bridge cannot be reached\n"
+                                         : "LumoClient: set: the bridge acknowledges a value of type " +
+                                               std::string(refusedType) +
+                                               " and hands on an empty one: send it as bytes, or add --force\n";
+        EXPECT_EQ(said, expected) << name;
+    }
 }
 
 TEST_F(CommandsTest, WatchShowsAndKeepsTheFilesThatComeByThemselves)

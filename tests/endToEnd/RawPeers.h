@@ -32,7 +32,7 @@ inline void sendAtOnce(const Descriptor &link)
 class RawSmu
 {
   public:
-    RawSmu() : m_listener(listenAnywhere(&m_port)) {}
+    explicit RawSmu(const std::string &ip = "127.0.0.1") : m_listener(listenAnywhere(&m_port, ip)) {}
     u16 port() const { return m_port; }
 
     // Lets little stand unread on the link; to be called before the bridge comes.
@@ -43,7 +43,7 @@ class RawSmu
     {
         pollfd source{m_listener.get(), POLLIN, 0};
         ASSERT_EQ(poll(&source, 1, PATIENCE_MSEC), 1) << "no bridge came";
-        m_link = Descriptor(accept(m_listener.get(), nullptr, nullptr));
+        m_link = Descriptor(accept4(m_listener.get(), nullptr, nullptr, SOCK_CLOEXEC));
         sendAtOnce(m_link);
     }
 

@@ -11,9 +11,10 @@
 //
 //   event       client                                      machine
 //   up          > the link is open: tcp, serial             > the bridge has said who it is
-//   down        > it is not: closed, lost, reset, vanished  > the bridge is gone
+//   down        > it is not: closed, lost, reset, vanished  > the bridge is gone: left (it said so), lost (without a
+//                                                             word), closed, vanished (the machine's own doing)
 //   ask         > for a variable                            < a variable's message, taken for a request
-//   ask-file    > for a file                                < the same
+//   ask-file    > for a file                                < the same; what it carries beside the id, which is nothing
 //   ask-ticket  > whether a ticket is open
 //   ticket      < the notice of a ticket; none: nothing known
 //   answer      < a value under a ticket

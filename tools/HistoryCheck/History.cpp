@@ -39,7 +39,10 @@ bool isSaidAgain(const JournalLine &line, const JournalLine &before)
 class History
 {
   public:
-    History(const Lines &client, const Lines &machine) : m_client(client), m_machine(machine) {}
+    History(const Lines &client, const Lines &machine, u32 left)
+        : m_client(client), m_machine(machine), m_sessions(sessionsOf(machine)), m_left(left)
+    {
+    }
 
     std::vector<Violation> check()
     {
@@ -49,7 +52,7 @@ class History
         checkToClient();
         checkUploads();
         checkDownloads();
-        checkLinks(m_client, m_machine, m_violations);
+        checkLinks(m_client, m_machine, Heard(m_said), m_left, m_violations);
         return std::move(m_violations);
     }
 
@@ -77,7 +80,7 @@ class History
     void checkToClient();
     void checkUploads();
     void checkDownloads();
-    bool mayBeLost(const JournalLine &said, const JournalLine &by) const;
+    bool mayBeLost(const JournalLine &said, const JournalLine &by);
     Item heardByClient(const JournalLine &line) const;
     void violated(const char *text, const JournalLine *line, const JournalLine *other = nullptr)
     {
@@ -86,7 +89,9 @@ class History
 
     const Lines &m_client;
     const Lines &m_machine;
-    Items m_said;                            // to the machine
+    std::vector<Session> m_sessions;
+    u32 m_left;   // messages that bridges traced as left at their ends, as far as none is accounted for
+    Items m_said; // to the machine
     std::set<const JournalLine *> m_repeats; // of the packet before, for a NACK
     std::vector<Acknowledged> m_acknowledged;
     std::map<const JournalLine *, std::set<u32>> m_idsOfLine;           // of what came under a ticket
@@ -197,19 +202,18 @@ void History::readAnswer(Tickets &tickets, const JournalLine &line)
 
 // ---- Values, requests and buffers.
 
-// Values of other types reach the machine as an empty record under any id.
-bool isCarried(const Item &said)
-{
-    return said.line->event == "ask" || said.type == "INTEGER_POSITIVE" || said.type == "DATA_BUFFER";
-}
+constexpr u32 NO_ID = 0xFFFFFFFF;
 
-// What the machine hears of a request is its id alone.
+// What the machine hears of a request is its id alone; a value of a type that does not travel it hears as an empty record.
 bool isSameAtMachine(const Item &said, const Item &heard)
 {
+    if (said.line->event == "ask-file" || heard.line->event == "ask-file")
+        return said.line->event == heard.line->event && haveCommonId(said, heard) && heard.content.empty();
+    const bool isEmpty = heard.type == "UNDEFINED" && heard.content == "00000000";
     if (said.line->event == "ask")
-        return haveCommonId(said, heard) && heard.line->event != "buffer";
-    if (!isCarried(said))
-        return heard.type == "UNDEFINED";
+        return haveCommonId(said, heard) && isEmpty;
+    if (said.type != "INTEGER_POSITIVE" && said.type != "DATA_BUFFER")
+        return heard.ids.contains(NO_ID) && isEmpty;
     const bool isBuffer = said.line->event == "buffer";
     return haveCommonId(said, heard) && said.type == heard.type && said.content == heard.content &&
            isBuffer == (heard.line->event == "buffer");
@@ -218,7 +222,10 @@ bool isSameAtMachine(const Item &said, const Item &heard)
 void History::checkToMachine()
 {
     const auto isOfInterest = [](const JournalLine &line, char way)
-    { return line.is(way, "ask") || line.is(way, "value") || line.is(way, "buffer"); };
+    {
+        constexpr std::string_view EVENTS[] = {"ask", "ask-file", "value", "buffer"};
+        return line.way == way && std::ranges::find(EVENTS, line.event) != std::end(EVENTS);
+    };
     for (const JournalLine &line : m_client)
         if (isOfInterest(line, '>'))
             m_said.push_back(itemOf(line));
@@ -231,8 +238,6 @@ void History::checkToMachine()
     for (const auto &[saidLine, by] : m_acknowledged)
     {
         const Item item = itemOf(*saidLine);
-        if (!isCarried(item))
-            continue;
         const auto arrived = std::ranges::find_if(
             heard, [&item](const Item &one)
             { return !one.heard && one.line->timeMSec >= item.line->timeMSec && isSameAtMachine(item, one); });
@@ -340,22 +345,25 @@ void History::checkDownloads()
     matchInOrder(said, heard, isSameFile, m_violations);
 }
 
-// The machine was without a bridge before it could hear of it. It has heard of all that was acknowledged before what it
-// hears.
-bool History::mayBeLost(const JournalLine &said, const JournalLine &by) const
+// The link to the machine ended before the machine could hear of it: suddenly, or some was left. It has heard of all that
+// was acknowledged before what it hears. However long it stalls is no excuse.
+bool History::mayBeLost(const JournalLine &said, const JournalLine &by)
 {
-    u64 untilMSec = by.timeMSec + PATIENCE_MSEC;
-    for (const Item &later : m_said)
-        if (later.heard && later.line->timeMSec > by.timeMSec)
-            untilMSec = std::min(untilMSec, later.heard->timeMSec);
-    return lostBridge(m_machine, said.timeMSec, untilMSec);
+    const Session *session = sessionAt(m_sessions, said.timeMSec);
+    if (session == nullptr)
+        return true;
+    if (session->end == eEnd::said && m_left > 0)
+        return m_left-- > 0;
+    const auto isProof = [&](const Item &later)
+    { return later.heard && later.line->timeMSec > by.timeMSec && later.heard->timeMSec < session->untilMSec; };
+    return session->end == eEnd::sudden && std::ranges::none_of(m_said, isProof);
 }
 
 } // namespace
 
-std::vector<Violation> checkHistory(const Lines &client, const Lines &machine)
+std::vector<Violation> checkHistory(const Lines &client, const Lines &machine, u32 left)
 {
-    return History(client, machine).check();
+    return History(client, machine, left).check();
 }
 
 } // namespace HistoryCheck

@@ -1,17 +1,14 @@
 // The link states that the machine is told, held against the connections of the client.
 #pragma once
 
-#include "tools/HistoryCheck/History.h"
+#include "tools/HistoryCheck/Sessions.h"
 
 namespace HistoryCheck
 {
 
-// How long what was acknowledged may be under way; a machine that stalls makes it long.
-constexpr u64 PATIENCE_MSEC = 5000;
-
-void checkLinks(const Lines &client, const Lines &machine, std::vector<Violation> &violations);
-
-// The machine was without a bridge at some time from here to there.
-bool lostBridge(const Lines &machine, u64 fromMSec, u64 untilMSec);
+// What the machine must have been told and was not comes off `left`, the number of messages that bridges traced as left at
+// their ends, before it counts as a violation.
+void checkLinks(const Lines &client, const Lines &machine, const Heard &heard, u32 &left,
+                std::vector<Violation> &violations);
 
 } // namespace HistoryCheck

@@ -33,9 +33,9 @@ std::optional<Lines> readJournal(const std::string &path)
     return lines;
 }
 
-int judge(const Lines &client, const Lines &machine)
+int judge(const Lines &client, const Lines &machine, u32 left)
 {
-    const std::vector<Violation> violations = checkHistory(client, machine);
+    const std::vector<Violation> violations = checkHistory(client, machine, left);
     for (const Violation &violation : violations)
     {
         std::printf("%s\n  this %s\n", violation.line->text.c_str(), violation.text.c_str());
@@ -56,10 +56,13 @@ int main(int argc, char *argv[])
 {
     std::string clientPath;
     std::string machinePath;
+    u32 left = 0;
     CLI::App app("Checks the journals of LumoClient and LumoSmuSim, written in one run, against each other.",
                  "HistoryCheck");
     app.add_option("CLIENT", clientPath, "Journal of the client")->required()->check(CLI::ExistingFile);
     app.add_option("MACHINE", machinePath, "Journal of the machine")->required()->check(CLI::ExistingFile);
+    app.add_option("--left", left, "Messages for the machine that the bridge says it left at its ends")
+        ->option_text("N (0)");
     app.footer("Exit status: 0 they fit together, 1 they do not, 2 wrong usage or no journal.");
     try
     {
@@ -71,5 +74,5 @@ int main(int argc, char *argv[])
     }
     const std::optional<Lines> client = readJournal(clientPath);
     const std::optional<Lines> machine = readJournal(machinePath);
-    return client && machine ? judge(*client, *machine) : EXIT_USAGE;
+    return client && machine ? judge(*client, *machine, left) : EXIT_USAGE;
 }

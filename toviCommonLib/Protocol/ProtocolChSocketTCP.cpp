@@ -1,5 +1,7 @@
 #include "toviCommonLib/Protocol/ProtocolChSocketTCP.h"
 
+#include "toviCommonLib/OS/linux/linuxOSSocketPeer.h"
+
 #include <algorithm>
 
 namespace tovi
@@ -28,6 +30,11 @@ bool ProtocolChSocketTCP::virt_isOpen() const
 void ProtocolChSocketTCP::virt_close()
 {
     platform::socket_close(sok);
+}
+
+bool ProtocolChSocketTCP::peerIsGone() const
+{
+    return platform::socket_peerIsGone(sok);
 }
 
 u32 ProtocolChSocketTCP::virt_read(u8 *buffer, u32 maxBytes, u32 timeoutMSec)

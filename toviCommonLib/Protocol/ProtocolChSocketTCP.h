@@ -20,6 +20,9 @@ class ProtocolChSocketTCP : public IProtocolChannell
     // See platform::socket_acknowledgeNow.
     void acknowledgeNow() { platform::socket_acknowledgeNow(sok); }
 
+    // True when the peer vanished without a word.
+    bool peerIsGone() const;
+
     // A read that waits ends with RES_ERROR once `event` was fired; borrowed, null for none.
     void setCancelEvent(const sOSEvent *event) { cancelEvent = event; }
 
