@@ -220,6 +220,17 @@ void ClientEnd::setVariable(u32 variable, u32 value)
         fail("a value was refused");
 }
 
+void ClientEnd::setBuffer(u32 variable, u32 size)
+{
+    Bytes head = spontaneousOf(variable, 0);
+    head.resize(head.size() - sizeof(u32));
+    head.back() = static_cast<u8>(LTProtocol::eDataType::DATA_BUFFER);
+    send(eCommandType::DATA, head, Bytes(size));
+    while (receive().type != eCommandType::CMD)
+    {
+    }
+}
+
 void ClientEnd::takeValues(u32 count)
 {
     for (u32 i = 0; i < count; ++i)

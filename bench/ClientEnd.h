@@ -46,8 +46,9 @@ class ClientEnd
     void askVariable(u32 variable); // request, notice, value
     void askSilent(u32 variable);   // request and notice alone
     void setVariable(u32 variable, u32 value);
-    void takeValues(u32 count); // acknowledges each but the last
-    void rest();                // acknowledges the last value
+    void setBuffer(u32 variable, u32 size); // while values may come, which are passed over without an ACK
+    void takeValues(u32 count);             // acknowledges each but the last
+    void rest();                            // acknowledges the last value
 
   private:
     ClientEnd(Descriptor link, bool isLine) : m_link(std::move(link)), m_isLine(isLine) {}

@@ -1,6 +1,7 @@
 // What the bridge costs while nothing happens.
 #include "bench/Scenarios.h"
 
+#include <thread>
 #include <unistd.h>
 
 namespace LumoBench
@@ -27,6 +28,23 @@ double processorPercent(const sIdle &before, const sIdle &after, double seconds)
 }
 
 } // namespace
+
+// The client takes what comes and acknowledges nothing, so that the bridge keeps as many of the machine's values as it ever does.
+void measureFlood(sContext &context)
+{
+    constexpr u32 SIZE = 45000; // bytes of a value
+    const u32 count = context.scaled(20000, 500);
+    for (u32 round = 0; round < context.rounds(); ++round)
+    {
+        BridgeRun bridge(context);
+        bridge.connectClient();
+        std::jthread flood([&] { bridge.machine.sendBuffers(VARIABLE_ASKED, SIZE, count); });
+        for (u32 i = 0; i < count; ++i)
+            bridge.client->setBuffer(VARIABLE_SET, SIZE);
+        flood.join();
+        context.results.add("resident memory, flood from both sides", "MB", bridge.process.peakMB());
+    }
+}
 
 void measureFootprint(sContext &context)
 {

@@ -26,6 +26,7 @@ struct sTopic
 constexpr sTopic TOPICS[] = {
     {"roundtrips", measureRoundTrips}, {"tickets", measureTickets},   {"transfers", measureTransfers},
     {"growth", measureGrowth},         {"serial", measureSerialLine}, {"footprint", measureFootprint},
+    {"flood", measureFlood},
 };
 
 struct sOptions
@@ -77,7 +78,7 @@ int main(int argc, char **argv)
     app.add_option("--folder", context.folder, "existing folder for files on their way");
     app.add_option("--out", context.out, "folder for the results");
     app.add_option("--cpu", options.processor, "the processor that all of it shares");
-    app.add_option("--only", options.only, "topics: roundtrips, tickets, transfers, growth, serial, footprint")
+    app.add_option("--only", options.only, "topics: roundtrips, tickets, transfers, growth, serial, footprint, flood")
         ->delimiter(',');
     app.add_flag("--quick", context.quick, "one short round of everything");
     app.add_option("--add", options.more, "SERIES UNIT VALUE that was measured elsewhere");

@@ -164,6 +164,17 @@ void MachineEnd::sendValues(u32 variable, u32 count) const
     }
 }
 
+void MachineEnd::sendBuffers(u32 variable, u32 size, u32 count) const
+{
+    Bytes payload, frame;
+    addNumber(payload, variable, ID_LEN);
+    payload.push_back(static_cast<u8>(LTProtocol::eDataType::DATA_BUFFER));
+    payload.resize(payload.size() + size);
+    makeFrame(frame, WHAT_VARIABLE, payload);
+    for (u32 i = 0; i < count; ++i)
+        m_link.write(frame);
+}
+
 void MachineEnd::announceFile(u16 fileId, const std::string &path) const
 {
     Bytes payload;

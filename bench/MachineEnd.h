@@ -34,6 +34,7 @@ class MachineEnd
     // ---- For the thread of its user.
 
     void sendValues(u32 variable, u32 count) const;
+    void sendBuffers(u32 variable, u32 size, u32 count) const;
     void announceFile(u16 fileId, const std::string &path) const;
 
     u64 valuesTaken();

@@ -50,6 +50,7 @@ constexpr sBar BARS[] = {
     {"Idle, client connected: share of a processor", "idle, processor share: bridge", eBar::atMost, 0.2},
     {"Resident memory, ready", "resident memory, ready", eBar::atMost, 4.5},
     {"Resident memory after 1 GB", "resident memory, after 1 GB", eBar::atMost, 6},
+    {"Resident memory, most in a flood from both sides", "resident memory, flood from both sides", eBar::atMost, 16},
     {"Start to SMU connection", "start to SMU connection", eBar::atMost, 5},
     {"Daemon for the board, stripped", "armhf daemon, stripped", eBar::atMost, 400},
     {"Checksum on the board", "armhf checksum", eBar::atMost, 5.5},

@@ -63,6 +63,7 @@ void measureTransfers(sContext &context);
 void measureGrowth(sContext &context);
 void measureSerialLine(sContext &context);
 void measureFootprint(sContext &context);
+void measureFlood(sContext &context);
 
 // ---- Files over the link. Each returns the seconds from the first block to the end; `blockLen` is asked for, or granted.
 
