@@ -23,7 +23,7 @@ constexpr u32 READ_BUFFER_START = 8192;
 constexpr u32 READ_BUFFER_MAX = 65535;
 constexpr u32 WRITE_BUFFER_START = 8192;
 constexpr u32 MESSAGE_BUFFER_START = 1024;
-constexpr u32 WRITE_TIMEOUT_MSEC = 1000;
+constexpr u32 WRITE_TIMEOUT_MSEC = 10000; // longer than the bridge may wait for a client that does not read
 constexpr size_t MARK_LEN = 3;
 constexpr u8 LONG_FRAME = static_cast<u8>(ProtocolConsole::eOpcode::internal_extendedMsg);
 

@@ -4,8 +4,11 @@
 BIN=$PWD/build/${LUMO_PRESET:-release}/bin
 RIG_PROGRAMS=(LumoBridge LumoSmuSim LumoClient PtyCable)
 BRIDGE_WITH=()    # a command that runs the bridge, such as one that sets its limits
+CLIENT_WITH=()    # the same for the client and the machine, such as one that runs them in another network
+MACHINE_WITH=()
 BRIDGE_OPTIONS=()
 CLIENT_OPTIONS=()
+CABLE_OPTIONS=()
 IDLE_MOST=0.5     # percent of a processor
 PIDS=()
 
@@ -44,14 +47,14 @@ enter_rig() {
 start_line() {
     rm -f bridge.tty client.tty
     : >cable.log
-    "$BIN/PtyCable" bridge.tty client.tty 11520 <cable.keys >cable.log &
+    "$BIN/PtyCable" bridge.tty client.tty 11520 "${CABLE_OPTIONS[@]}" <cable.keys >cable.log &
     CABLE=$!
     PIDS+=($CABLE)
     await cable.log "joins"
 }
 
 start_machine() {
-    "$BIN/LumoSmuSim" --listen "$MACHINE_AT" "$@" <machine.keys >>machine.log &
+    "${MACHINE_WITH[@]}" "$BIN/LumoSmuSim" --listen "$MACHINE_AT" "$@" <machine.keys >>machine.log &
     MACHINE=$!
     PIDS+=($MACHINE)
     await machine.log "listening on"
@@ -68,11 +71,11 @@ start_bridge() {
 }
 
 client() {
-    "$BIN/LumoClient" "${CLIENT_LINK[@]}" "${CLIENT_OPTIONS[@]}" "$@"
+    "${CLIENT_WITH[@]}" "$BIN/LumoClient" "${CLIENT_LINK[@]}" "${CLIENT_OPTIONS[@]}" "$@"
 }
 
 start_client() {
-    "$BIN/LumoClient" "${CLIENT_LINK[@]}" "${CLIENT_OPTIONS[@]}" "$@" <&0 >>client.log 2>&1 &
+    "${CLIENT_WITH[@]}" "$BIN/LumoClient" "${CLIENT_LINK[@]}" "${CLIENT_OPTIONS[@]}" "$@" <&0 >>client.log 2>&1 &
     CLIENT=$!
     PIDS+=($CLIENT)
 }

@@ -41,6 +41,8 @@ TEST(History, ShowsWhatTheLinksPromisedAndDidNotKeep)
          "3 < ask - 4 UNDEFINED 00000000/4 > value - 4 T 5C", "came twice, answers a ticket for the second time"},
         {"2 > ask - 4/3 < ticket 0/5 < answer 0 - T 5C/5 > refused/6 < answer 0 - T 5C",
          "3 < ask - 4 UNDEFINED 00000000/4 > value - 4 T 5C", ""}, // a NACK brings it again
+        {"1 > up - - serial/2 > ask - 4/5 < answer 0 - T 5C", "3 < ask - 4 UNDEFINED 00000000/4 > value - 4 T 5C",
+         ""}, // the line swallowed the notice
         // What is acknowledged arrives.
         {"2 > value - 100 DATA_BUFFER 01/3 < ack", "4 < value - 100 DATA_BUFFER 01", ""},
         {"2 > value - 100 DATA_BUFFER 01/3 < ack", "", "was acknowledged and never reached the machine"},
@@ -52,6 +54,8 @@ TEST(History, ShowsWhatTheLinksPromisedAndDidNotKeep)
          "was acknowledged and never reached the machine", 1},
         {"2 > value - 100 DATA_BUFFER 01/3 < ack", "99000 > down - - lost", ""},
         {"2 > value - 100 DATA_BUFFER 01/3 < ack", "9 > up", ""}, // it was killed
+        {"2 > ask - 4/3 < ticket 0/10 > ask - 4/11 < ticket 0",
+         "4 > down - - lost/9 > up/11 < ask - 4 UNDEFINED 00000000", ""}, // only the first one is missing
         {"2 > value - 100 DATA_BUFFER 01/3 < ack/4 > value - 100 DATA_BUFFER 02",
          "5 < value - 100 DATA_BUFFER 02/6 > down - - lost", "was acknowledged and never reached the machine"},
         {"2 > ask - 4/3 < ticket 0", "3 < ask - 4 INTEGER_POSITIVE 00000005",

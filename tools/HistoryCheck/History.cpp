@@ -67,6 +67,7 @@ class History
         std::deque<const JournalLine *> unanswered; // requests and buffers without their notice
         u32 lastId = 0;                             // of the one that had its notice last
         u64 doubtUntilMSec = 0;                     // an answer may be for an earlier packet
+        bool maySwallow = false;                    // a serial line swallows packets, notices too
         std::map<u32, std::set<u32>> idsOf;         // what each ticket may be for
         std::map<u32, const JournalLine *> answers;
     };
@@ -74,6 +75,7 @@ class History
     void readRepeats();
     void readTickets();
     void acknowledge(const Tickets &tickets, const JournalLine &said, const JournalLine &by);
+    static void openTicket(Tickets &tickets, u32 ticket);
     void readNotice(Tickets &tickets, const JournalLine &line);
     void readAnswer(Tickets &tickets, const JournalLine &line);
     void checkToMachine();
@@ -138,6 +140,8 @@ void History::readTickets()
             isAfresh = isAfresh || machine->event == "up";
         if (isAfresh)
             tickets = {};
+        if (line.event == "up")
+            tickets.maySwallow = line.type == "serial";
         if (drawsMoreAnswers(line))
             tickets.doubtUntilMSec = line.timeMSec + DOUBT_MSEC;
         if (line.way == '>' && (line.event.starts_with("ask") || line.event == "buffer"))
@@ -159,6 +163,17 @@ void History::acknowledge(const Tickets &tickets, const JournalLine &said, const
         m_acknowledged.push_back({&said, &by});
 }
 
+// A ticket may be for any request that waits for its notice, or for the one that had its notice last.
+void History::openTicket(Tickets &tickets, u32 ticket)
+{
+    const auto [opened, isNew] = tickets.idsOf.try_emplace(ticket);
+    if (!isNew)
+        return;
+    opened->second.insert(tickets.lastId);
+    for (const JournalLine *asked : tickets.unanswered)
+        opened->second.insert(asked->id.value_or(0));
+}
+
 void History::readNotice(Tickets &tickets, const JournalLine &line)
 {
     auto &unanswered = tickets.unanswered;
@@ -167,13 +182,7 @@ void History::readNotice(Tickets &tickets, const JournalLine &line)
         tickets.doubtUntilMSec = 0;
         return unanswered.clear();
     }
-    const auto [known, isNew] = tickets.idsOf.try_emplace(*line.ticket);
-    if (isNew)
-    {
-        known->second.insert(tickets.lastId);
-        for (const JournalLine *asked : unanswered)
-            known->second.insert(asked->id.value_or(0));
-    }
+    openTicket(tickets, *line.ticket);
     if (unanswered.empty())
         return;
     const JournalLine &asked = *unanswered.front();
@@ -188,6 +197,8 @@ void History::readNotice(Tickets &tickets, const JournalLine &line)
 
 void History::readAnswer(Tickets &tickets, const JournalLine &line)
 {
+    if (line.ticket && tickets.maySwallow && !tickets.unanswered.empty())
+        openTicket(tickets, *line.ticket);
     const auto known = line.ticket ? tickets.idsOf.find(*line.ticket) : tickets.idsOf.end();
     if (known != tickets.idsOf.end())
         m_idsOfLine[&line] = known->second;
@@ -238,9 +249,15 @@ void History::checkToMachine()
     for (const auto &[saidLine, by] : m_acknowledged)
     {
         const Item item = itemOf(*saidLine);
-        const auto arrived = std::ranges::find_if(
-            heard, [&item](const Item &one)
-            { return !one.heard && one.line->timeMSec >= item.line->timeMSec && isSameAtMachine(item, one); });
+        const Session *session = sessionAt(m_sessions, saidLine->timeMSec);
+        const u64 untilMSec = session != nullptr ? session->untilMSec : 0; // what comes later is another one
+        const auto arrived = std::ranges::find_if(heard,
+                                                  [&item, untilMSec](const Item &one)
+                                                  {
+                                                      return !one.heard && one.line->timeMSec >= item.line->timeMSec &&
+                                                             one.line->timeMSec <= untilMSec &&
+                                                             isSameAtMachine(item, one);
+                                                  });
         if (arrived != heard.end())
             arrived->heard = by;
         else if (!mayBeLost(*saidLine, *by))
