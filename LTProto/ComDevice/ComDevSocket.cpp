@@ -101,8 +101,10 @@ bool ComDevSocket::SetServer(const char *address, int port)
     const eSocketBindMode mode = address != nullptr ? eSocketBindMode::aSpecifiIP : eSocketBindMode::anyInterface;
     m_port = static_cast<u32>(port);
     m_host.clear();
-    return platform::socket_openAsTCPServer(&m_serverSocket, port, mode, address) == eSocketError::none &&
-           platform::socket_listen(m_serverSocket, LISTEN_QUEUE_LEN);
+    if (platform::socket_openAsTCPServer(&m_serverSocket, port, mode, address) != eSocketError::none)
+        return false;
+    platform::socket_claimPort(m_serverSocket); // two bridges on one port would share its clients out
+    return platform::socket_listen(m_serverSocket, LISTEN_QUEUE_LEN);
 }
 
 bool ComDevSocket::WaitableGroup(OSWaitableGrp &group, u32 idClient, u32 idServer)

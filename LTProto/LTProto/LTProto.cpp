@@ -127,6 +127,9 @@ void LTProto::FileFolderCreate()
     const std::string folder = reinterpret_cast<const char *>(platform::getAppPathNoSlash()) + std::string(FILE_FOLDER);
     if (!platform::FS_DirectoryCreate(reinterpret_cast<const u8 *>(folder.c_str())))
         Trace("Folder %s cannot be created", folder.c_str());
+    m_folderIsAnothers = m_folderLock.take(folder.c_str()) == platform::FolderLock::eResult::ANOTHERS;
+    if (m_folderIsAnothers)
+        Trace("Folder %s is another bridge's: files of the client are refused", folder.c_str());
     m_fileReceivePath.Set(folder + "/");
     m_fileReceiveListIndexName.Set(folder + "/" + FILE_INDEX_NAME);
 }

@@ -29,6 +29,8 @@ const u8 *asBytes(const std::string &text)
 // The index is loaded and set right before any name is given out.
 void LTProto::ReceiveFilesRestore()
 {
+    if (m_folderIsAnothers)
+        return;
     ReceiveFileIndexLoad();
     if (ReceiveFileIndexScanFilSystem())
         Trace("Received files are missing on disk");
@@ -41,6 +43,8 @@ void LTProto::ReceiveFilesRestore()
 // none: a file that is not in the index would be lost at the next start.
 Tools::StringUtf8 LTProto::ReceiveFileNameGenerate(u32 key)
 {
+    if (m_folderIsAnothers)
+        return {};
     if (m_fileReceiveList.size() >= m_fileReceiveListRefreshAt)
     {
         ReceiveFilePresenceCheck();
@@ -65,6 +69,8 @@ Tools::StringUtf8 LTProto::ReceiveFileNameGenerate(u32 key)
 
 bool LTProto::ReceiveFileIndexSave()
 {
+    if (m_folderIsAnothers)
+        return false;
     std::erase_if(m_fileReceiveList, [](const RcvFile &entry) { return !entry.m_filePresence; });
     std::vector<u8> records(m_fileReceiveList.size() * RECORD_LEN);
     u8 *out = records.data();

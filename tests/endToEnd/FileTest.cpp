@@ -360,6 +360,34 @@ TEST_F(FileTest, OnAFullDiskEveryAcknowledgedByteIsThere)
     EXPECT_EQ(exchange("33 06 00 00 00 04"), framed("66 FF FF FF FF 80 00 00 00 00")); // values go on
 }
 
+TEST_F(FileTest, ASecondBridgeInTheFolderRefusesFilesTouchesNothingAndRelaysAllElse)
+{
+    startLink();
+    ASSERT_FALSE(HasFatalFailure());
+    const Bytes file = contentOf(10);
+    ASSERT_NO_FATAL_FAILURE(upload(file, 1000, "05 00 07"));
+    const std::string path = announced(7);
+    m_folder.write("stray", ""); // and one in the folder that a restart would delete
+    std::filesystem::rename(m_folder.path("stray"), m_received + "00000001.tmp");
+    const std::vector<std::string> before = received();
+
+    RawSmu machine;
+    const std::string ip = m_ip.substr(0, m_ip.rfind('.')) + ".254";
+    BridgeProcess second({"-server", "127.0.0.1:" + std::to_string(machine.port()), "-socket", ip},
+                         BridgeProcess::eKeyboard::pipe, m_bridge->folder());
+    machine.take();
+    EXPECT_TRUE(second.prints("is another bridge's: files of the client are refused\n"));
+    ASSERT_TRUE(second.prints("Max payload lenght"));
+    RawClient client(ip, CLIENT_PORT);
+    EXPECT_EQ(machine.receive(), LINK_UP);
+    client.send(negotiation(1000, "05 00 07"));
+    EXPECT_EQ(client.receive(), framed("2A 02 00 03"));
+    client.send("33 06 00 00 00 04");
+    EXPECT_EQ(client.receive(), framed("66 FF FF FF FF 80 00 00 00 00"));
+    EXPECT_EQ(received(), before);
+    EXPECT_TRUE(readFile(path) == textOf(file));
+}
+
 TEST_F(FileTest, WithoutAFolderFilesAreRefusedAndValuesGoOn)
 {
     startLink();

@@ -120,6 +120,19 @@ TEST_F(StartStopTest, ClientLinkThatCannotBeOpened)
     }
 }
 
+TEST_F(StartStopTest, TheSecondBridgeOnAPortFailsAndARestartDoesNot)
+{
+    ASSERT_NO_FATAL_FAILURE(startWithClient());
+    RawSmu machine;
+    BridgeProcess second({"-server", "127.0.0.1:" + std::to_string(machine.port()), "-socket", m_ip});
+    machine.take();
+    EXPECT_EQ(second.status(), 0);
+    EXPECT_NE(second.output().find("ERR: Unable to open main communication channel @" + m_ip), std::string::npos);
+    m_bridge->signal(SIGKILL); // with its client connected
+    m_bridge->status();
+    ASSERT_NO_FATAL_FAILURE(startWithClient());
+}
+
 TEST_F(StartStopTest, PayloadOutsideItsRangeGivesTheDefault)
 {
     const std::pair<const char *, const char *> cases[] = {

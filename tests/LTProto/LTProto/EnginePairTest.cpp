@@ -36,13 +36,23 @@ struct Station
     }
 };
 
+// Each engine has a folder for received files of its own.
 class EnginePair : public testing::Test
 {
   protected:
+    ~EnginePair() override { WorkIn(m_before); }
+    static void WorkIn(const std::filesystem::path &folder)
+    {
+        std::filesystem::current_path(folder);
+        platform::internal_init("tests");
+    }
+
     void Open(eComType mainType, const std::string &mainDevice, eComType subscriberType,
               const std::string &subscriberDevice)
     {
+        WorkIn(m_mainFolder.path());
         ASSERT_TRUE(m_main.engine.Init(m_main.group, PEER, NEWCOMER, mainType, mainDevice.c_str(), 1000));
+        WorkIn(m_subscriberFolder.path());
         ASSERT_TRUE(m_subscriber.engine.Init(m_subscriber.group, PEER, NEWCOMER, subscriberType,
                                              subscriberDevice.c_str(), 1000));
         while (!m_main.engine.DeviceHasPeer())
@@ -96,6 +106,8 @@ class EnginePair : public testing::Test
     }
 
     TempFolder m_folder;
+    const std::filesystem::path m_before = std::filesystem::current_path();
+    TempFolder m_mainFolder, m_subscriberFolder;
     Station m_main;
     Station m_subscriber;
 };

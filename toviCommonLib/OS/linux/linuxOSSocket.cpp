@@ -154,6 +154,11 @@ eSocketError socket_openAsTCPServer(sOSSocket *out, int portNumber, eSocketBindM
     return eSocketError::none;
 }
 
+void socket_claimPort(const sOSSocket &sok)
+{
+    setOption(sok, SO_REUSEPORT, 0);
+}
+
 bool socket_listen(const sOSSocket &sok, u16 maxIncomingConnectionsQueueLength)
 {
     const int length =

@@ -31,6 +31,10 @@ bool socket_isOpen(const sOSSocket &sok);
 // are an invalidParameter. On any error but `unsupported` the socket is closed.
 eSocketError socket_openAsTCPServer(sOSSocket *out, int portNumber, eSocketBindMode mode, const char *ip);
 
+// Of a bound server, before it listens: nobody else may listen on the port from then on, and if somebody does already,
+// socket_listen fails.
+void socket_claimPort(const sOSSocket &sok);
+
 // A queue length of 65535 means the system maximum, 128.
 bool socket_listen(const sOSSocket &sok, u16 maxIncomingConnectionsQueueLength);
 
