@@ -41,14 +41,6 @@ TEST_F(UartTest, VariableRequestGoesToTheMachineAndItsValueComesBackAtTheNextRea
     EXPECT_NE(m_bridge->output().find("Max payload lenght 5000 bytes"), std::string::npos);
 }
 
-TEST_F(UartTest, SpontaneousValuesOfEveryType)
-{
-    ASSERT_NO_FATAL_FAILURE(startWithClient());
-    for (const char *value : {"01 00 00 00 19", "02 00 00 00 19", "03 00 00 04 D2 02", "04 00 00 04 D2 02",
-                              "07 63 61 66 C3 A9", "07", "10 00 FF 60", "10"})
-        EXPECT_EQ(valueAt(value), framed(std::string("66 FF FF FF FE 06 00 00 00 0A ") + value));
-}
-
 TEST_F(UartTest, PacketIsSentAgainForThreeNacks)
 {
     ASSERT_NO_FATAL_FAILURE(startWithClient());
