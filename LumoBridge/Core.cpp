@@ -78,7 +78,10 @@ void runBridge(const sOptions &options, Tools::LogTracer &logTracer, MachineSide
     }
     logTracer.Trace("Max payload lenght %u bytes", static_cast<unsigned>(main.PayloadSize()));
     if (!main.Start())
+    {
+        logTracer.Trace("ERR: unable to start the thread of the client link");
         return;
+    }
     for (eMqCommand command : {eMqCommand::LIB_VERSION, eMqCommand::TRACE_ENABLE})
         queues.exeToMain.Push(queues.mqExeToMain, eMqMessage::COMMAND, static_cast<u32>(command));
     machine.run();

@@ -1,5 +1,6 @@
 #include "LumoBridge/Keyboard.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <termios.h>
 #include <unistd.h>
@@ -41,6 +42,18 @@ bool isForeignTerminal()
     return owner >= 0 && owner != getpgrp();
 }
 
+// Whoever shares the input may have taken the key that was there.
+std::optional<char> readNoWait()
+{
+    const int flags = fcntl(STDIN_FILENO, F_GETFL);
+    if (flags < 0 || fcntl(STDIN_FILENO, F_SETFL, flags | O_NONBLOCK) != 0)
+        return std::nullopt;
+    char key = 0;
+    const bool hasKey = read(STDIN_FILENO, &key, 1) == 1;
+    fcntl(STDIN_FILENO, F_SETFL, flags);
+    return hasKey ? std::optional<char>(key) : std::nullopt;
+}
+
 } // namespace
 
 std::optional<char> keyboardPoll()
@@ -48,10 +61,9 @@ std::optional<char> keyboardPoll()
     if (isForeignTerminal())
         return std::nullopt;
     const KeyMode keyMode;
-    // Asking first keeps the read from waiting; the file flags, which other processes share, stay untouched.
+    // Asked first, so that the file flags, which other processes share, are touched for a key alone.
     pollfd input{STDIN_FILENO, POLLIN, 0};
     if (poll(&input, 1, 0) <= 0 || (input.revents & POLLIN) == 0)
         return std::nullopt;
-    char key = 0;
-    return read(STDIN_FILENO, &key, 1) == 1 ? std::optional<char>(key) : std::nullopt;
+    return readNoWait();
 }

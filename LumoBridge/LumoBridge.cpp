@@ -3,17 +3,18 @@
 
 #include "LumoBridge/Core.h"
 #include "LumoBridge/Options.h"
+#include "toviCommonLib/OS/linux/linuxOSConsole.h"
 #include "toviCommonLib/OS/linux/linuxOSTermination.h"
 #include "toviCommonLib/tovi.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <cxxabi.h>
 #include <exception>
 #include <fcntl.h>
 #include <new>
+#include <poll.h>
 #include <span>
 #include <string_view>
 #include <typeinfo>
@@ -23,6 +24,7 @@ namespace
 {
 
 constexpr int EXIT_FAILED = 255;
+constexpr int LAST_WORD_MSEC = 200;
 
 bool isGiven(std::span<char *const> arguments, std::string_view wanted)
 {
@@ -37,7 +39,9 @@ bool isGiven(std::span<char *const> arguments, std::string_view wanted)
     const std::type_info *thrown = abi::__cxa_current_exception_type();
     if (thrown == nullptr || *thrown != typeid(std::bad_alloc))
         std::abort();
-    while (write(STDERR_FILENO, TEXT, sizeof TEXT - 1) < 0 && errno == EINTR)
+    pollfd output{STDERR_FILENO, POLLOUT, 0};
+    const bool hasRoom = poll(&output, 1, LAST_WORD_MSEC) == 1; // an end that waits for nobody
+    while (hasRoom && write(STDERR_FILENO, TEXT, sizeof TEXT - 1) < 0 && errno == EINTR)
     {
     }
     _exit(EXIT_FAILED);
@@ -59,31 +63,30 @@ int main(int argc, char **argv)
 {
     openStandardDescriptors();
     std::set_terminate(onTerminate);
-    setvbuf(stdout, nullptr, _IOLBF, BUFSIZ); // a trace is there when it happened, even in a pipe or a file
+    const bool trapped = platform::termination_trap();
     const std::span<char *const> arguments(argv, static_cast<size_t>(argc));
     if (isGiven(arguments, "--version"))
     {
-        std::printf("\n%s\n\n", versionLine(argv[0]).c_str());
+        platform::console_write(std::string("\n").append(versionLine(argv[0])).append("\n\n"));
         return 0;
     }
     if (isGiven(arguments, "--help"))
     {
-        std::printf("%s", optionsHelp());
+        platform::console_write(optionsHelp());
         return 0;
     }
-    if (!platform::termination_trap())
+    if (!trapped)
     {
-        std::printf("ERR: unable to start: no descriptor is left\n");
+        platform::console_write("ERR: unable to start: no descriptor is left\n");
         return EXIT_FAILED;
     }
     if (!tovi::init("LumoBridge", nullptr))
     {
-        std::printf("ERR: unable to start: the current folder is missing or its path is too long\n");
+        platform::console_write("ERR: unable to start: the current folder is missing or its path is too long\n");
         return EXIT_FAILED;
     }
     const int status = Core(argc, argv);
     tovi::deinit();
-    platform::termination_release();
-    std::printf("Program end\n\n");
+    platform::console_write("Program end\n\n");
     return status;
 }

@@ -1,8 +1,7 @@
 #include "LumoBridge/ToviConn.h"
 
+#include "toviCommonLib/OS/linux/linuxOSConsole.h"
 #include "toviCommonLib/toviByteOrder.h"
-
-#include <cstdio>
 
 using LT_Proto::eDataType;
 using LT_Proto::LTData;
@@ -54,7 +53,7 @@ void decodeVariable(const u8 *payload, u32 len, LTData &record)
 void decodeFile(const tovi::SMUConn::sDecodedMsg &msg, LTData &record)
 {
     // The number shown is the user value.
-    std::printf("Rcv FILE msg from SMU with payloadLen=%d\n", msg.userValue);
+    platform::console_printLine("Rcv FILE msg from SMU with payloadLen=%d", msg.userValue);
     if (msg.payloadLen < ID_LEN)
         return;
     if (msg.payloadLen == ID_LEN)
@@ -72,8 +71,8 @@ void decodeFile(const tovi::SMUConn::sDecodedMsg &msg, LTData &record)
         return;
     }
     record.Set(eDataType::FILE_ID, id, eDataType::STRING_UTF, nameLen, name);
-    std::printf("Rcv File sended id %d name %.*s\n", static_cast<int>(id), static_cast<int>(nameLen),
-                reinterpret_cast<const char *>(name));
+    platform::console_printLine("Rcv File sended id %d name %.*s", static_cast<int>(id), static_cast<int>(nameLen),
+                                reinterpret_cast<const char *>(name));
 }
 
 u16 messageKind(eDataType elemType)
@@ -187,14 +186,14 @@ eToviConnStatus ToviConn::MessageDecode(LTData &record) const
     {
     case WHAT_COMMAND: return eToviConnStatus::NONE;
     case tovi::SMUConn::WHAT_PONG:
-        std::printf("rcv PONG from SMU with userValue=%d\n", msg.userValue);
+        platform::console_printLine("rcv PONG from SMU with userValue=%d", msg.userValue);
         return eToviConnStatus::NONE;
-    case WHAT_DIE: std::printf("rcv DIE message\n"); return eToviConnStatus::ABORT;
+    case WHAT_DIE: platform::console_printLine("rcv DIE message"); return eToviConnStatus::ABORT;
     case WHAT_VARIABLE: decodeVariable(msg.payload, msg.payloadLen, record); return eToviConnStatus::MESSAGE;
     case WHAT_FILE: decodeFile(msg, record); return eToviConnStatus::MESSAGE;
     default:
-        std::printf("Incoming msg from SMU: what=%d, userValue=%d, payloadlLen=%d\n", msg.what, msg.userValue,
-                    static_cast<int>(msg.payloadLen));
+        platform::console_printLine("Incoming msg from SMU: what=%d, userValue=%d, payloadlLen=%d", msg.what,
+                                    msg.userValue, static_cast<int>(msg.payloadLen));
         return eToviConnStatus::NONE;
     }
 }

@@ -1,6 +1,6 @@
 #include "LumoBridge/LumoBridge.h"
 
-#include <cstdio>
+#include "toviCommonLib/OS/linux/linuxOSConsole.h"
 
 std::string g_libVersion;
 
@@ -9,7 +9,7 @@ void LibVersion(const void *ptr, u32 len)
     const bool first = g_libVersion.empty();
     g_libVersion.assign(static_cast<const char *>(ptr), len);
     if (first)
-        std::printf("LibVersion %s\n", g_libVersion.c_str());
+        platform::console_printLine("LibVersion %s", g_libVersion.c_str());
 }
 
 std::string versionLine(const char *programName)

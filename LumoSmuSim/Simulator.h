@@ -1,5 +1,5 @@
 // The simulator's loop: one bridge at a time, standard input and timers around one Machine. One thread runs it all,
-// between platform::termination_trap with tovi::init and their counterparts.
+// between platform::termination_trap with tovi::init and tovi::deinit.
 #pragma once
 
 #include "LumoSmuSim/BridgeLink.h"

@@ -92,7 +92,6 @@ int run(const Options &options, const LumoFaults::Journal &journal)
         }
     }
     tovi::deinit();
-    platform::termination_release();
     if (status != EXIT_DONE)
         std::fprintf(stderr, "LumoSmuSim: cannot listen on %s:%u\n", settings.address.c_str(), unsigned{settings.port});
     return status;

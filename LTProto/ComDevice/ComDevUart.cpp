@@ -1,9 +1,9 @@
 #include "LTProto/ComDevice/ComDevUart.h"
 
 #include "toviCommonLib/OS/linux/linuxOS.h"
+#include "toviCommonLib/OS/linux/linuxOSConsole.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <utility>
 
 namespace tovi
@@ -70,7 +70,7 @@ bool ComDevUart::Send(u32 size, void *buffer)
     const u32 sended = platform::serialPort_writeWait(m_com, buffer, size, LineMSec(size) + WRITE_RESERVE_MSEC);
     if (sended == size)
         return true;
-    std::printf("ERR UartSend len %u sended %u\n", size, sended);
+    platform::console_printLine("ERR UartSend len %u sended %u", size, sended);
     return false;
 }
 

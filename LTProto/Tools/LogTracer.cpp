@@ -5,9 +5,12 @@
 #include "toviCommonLib/OS/linux/linuxOS.h"
 #include "toviCommonLib/OS/linux/linuxOSConsole.h"
 #include "toviCommonLib/string/formatText.h"
+#include "toviCommonLib/string/visibleText.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
+#include <system_error>
 
 namespace Tools
 {
@@ -19,6 +22,12 @@ constexpr u8 TIME_DECIMAL_END = 10; // from here on lines have no time prefix
 const u8 *AsBytes(const std::string &text)
 {
     return reinterpret_cast<const u8 *>(text.c_str());
+}
+
+// What is no file has no error of its own.
+std::string ReasonOf(int error)
+{
+    return error == EINVAL ? "not a regular file" : std::system_category().message(error);
 }
 
 } // namespace
@@ -33,6 +42,7 @@ bool LogTracer::Init(u8 timeDecimal)
 bool LogTracer::Init(const StringUtf8 &fileName, bool useLocalPath, u32 maxBytesInFile, bool traceOnScreen)
 {
     CloseFile();
+    m_diskFails = false;
     m_traceOnConsole = traceOnScreen;
     m_traceOnDisk = fileName.m_len != 0;
     if (!m_traceOnDisk)
@@ -66,16 +76,20 @@ bool LogTracer::Trace(const std::string &str)
     const char *format = str.c_str();
     if (!IsOn() || *format == 0)
         return true;
-    return WriteLine(TimePrefix() + tovi::string::expandWithoutArguments(format));
+    return WriteLine(TimePrefix() + tovi::string::visible(tovi::string::expandWithoutArguments(format)));
 }
 
 bool LogTracer::TraceVariableList(const char *format, va_list args)
 {
     if (!IsOn())
         return false;
-    std::string line = TimePrefix();
-    PrintfAppend(line, format, args);
-    return WriteLine(std::move(line));
+    std::string message;
+    PrintfAppend(message, format, args);
+    // A line feed at the end of the format is the line's own.
+    const bool hasOwnFeed = std::string_view(format).ends_with('\n') && message.ends_with('\n');
+    if (hasOwnFeed)
+        message.pop_back();
+    return WriteLine(TimePrefix() + tovi::string::visible(message) + (hasOwnFeed ? "\n" : ""));
 }
 
 bool LogTracer::TraceHex(std::string_view head, const u8 *bytes, u32 len, char separator, std::string_view tail)
@@ -144,7 +158,12 @@ bool LogTracer::WriteLocked(std::string_view line)
 {
     if (m_traceOnConsole)
         platform::console_write(line);
-    return m_traceOnDisk && WriteToDisk(line);
+    if (!m_traceOnDisk)
+        return false;
+    errno = 0;
+    const bool written = WriteToDisk(line);
+    TellOfDisk(written, errno);
+    return written;
 }
 
 // The bound is checked against what is already written, so a file may exceed it by one line.
@@ -153,10 +172,28 @@ bool LogTracer::WriteToDisk(std::string_view line)
     const bool full = m_fileLenMax != 0 && m_fileLenCur > m_fileLenMax;
     if ((m_logFile == nullptr || full) && !OpenWithRotation())
         return false;
+    if (m_lineIsCut && std::fputc('\n', m_logFile.get()) == EOF)
+        return false;
     const std::size_t written = std::fwrite(line.data(), 1, line.size(), m_logFile.get());
+    m_lineIsCut = written < line.size() && (written != 0 || m_lineIsCut);
     if (m_fileLenMax != 0)
         m_fileLenCur += written;
-    return std::fflush(m_logFile.get()) == 0 && written != 0;
+    return written == line.size();
+}
+
+// Once when the file fails, once when it works again.
+void LogTracer::TellOfDisk(bool written, int error)
+{
+    if (m_diskFails == !written)
+        return;
+    m_diskFails = !written;
+    if (!m_traceOnConsole)
+        return;
+    const std::string name = m_fileName.ToStdString();
+    if (written)
+        platform::console_printLine("Log file %s is written again", name.c_str());
+    else
+        platform::console_printLine("ERR: log file %s cannot be written: %s", name.c_str(), ReasonOf(error).c_str());
 }
 
 bool LogTracer::OpenWithRotation()
@@ -164,22 +201,25 @@ bool LogTracer::OpenWithRotation()
     const std::string path = m_filePath.ToStdString();
     const std::string name = m_fileName.ToStdString();
     const std::string fullName = path + name;
+    m_logFile.reset();
+    m_lineIsCut = false;
     if (name.empty())
         return false;
-
-    if (m_logFile == nullptr)
-        m_logFile.reset(platform::FS_fileOpenForReadText(AsBytes(fullName)));
-    const bool exists = m_logFile != nullptr;
-    m_logFile.reset();
+    const platform::eFileKind kind = platform::FS_fileKind(AsBytes(fullName));
+    if (kind == platform::eFileKind::other)
+        return false;
 
     // A file without a folder prefix keeps no old generation: its lines are lost.
-    if (exists && !path.empty())
+    if (kind == platform::eFileKind::regular && !path.empty())
     {
-        platform::FS_fileDelete(AsBytes(fullName + ".old"));
-        platform::FS_fileRename(AsBytes(path), AsBytes(name), AsBytes(name + ".old"));
+        const std::string old = fullName + ".old";
+        platform::FS_fileDelete(AsBytes(old));
+        platform::FS_fileMove(AsBytes(fullName), AsBytes(old));
     }
     m_logFile.reset(platform::FS_fileOpenForWriteText(AsBytes(fullName)));
     m_fileLenCur = 0;
+    if (m_logFile != nullptr)
+        std::setvbuf(m_logFile.get(), nullptr, _IONBF, 0); // a line is written whole anyway, and none is held back
     return m_logFile != nullptr;
 }
 

@@ -1,6 +1,7 @@
 // Tools::LogTracer: writes trace lines to standard output and to a log file of bounded size.
 // Set up by Init before others use it; from then on any thread may trace. Owned by the program, lent by pointer; a null
-// pointer means no tracing. Nothing is ever thrown or reported elsewhere: a failure is the result of the call.
+// pointer means no tracing. Nothing is ever thrown: a failure is the result of the call, and a log file that cannot be
+// written is told once on the console, with the reason, and once more when it works again.
 #pragma once
 
 #include "LTProto/Tools/DateTime.h"
@@ -17,7 +18,8 @@
 namespace Tools
 {
 
-// A line is "hh:mm:ss.ddd - ", the message and a line feed; lines of several threads never mix.
+// A line is "hh:mm:ss.ddd - ", the message and a line feed; lines of several threads never mix. Whatever a message quotes,
+// it stays one line: tovi::string::visible; a line feed that ends the format is kept.
 class LogTracer
 {
   public:
@@ -60,6 +62,7 @@ class LogTracer
     bool WriteLine(std::string line);
     bool WriteLocked(std::string_view line);
     bool WriteToDisk(std::string_view line);
+    void TellOfDisk(bool written, int error);
     bool OpenWithRotation();
 
     // Set by Init, then read-only.
@@ -73,6 +76,8 @@ class LogTracer
     std::vector<char> m_hexLine;   // only grows: a fresh piece of memory costs more than the text of a long packet
     platform::OwnedFile m_logFile; // null when closed
     u64 m_fileLenCur = 0;          // bytes in m_logFile, counted when there is a bound
+    bool m_lineIsCut = false;      // the last line of m_logFile has no end yet
+    bool m_diskFails = false;      // and the console was told why
 };
 
 } // namespace Tools

@@ -18,7 +18,6 @@ class MachineSideTest : public testing::Test
         end();
         if (m_loop.joinable())
             m_loop.join();
-        platform::termination_release();
     }
 
     // The loop, until the test ends it.

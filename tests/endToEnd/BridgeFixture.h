@@ -19,9 +19,10 @@ class BridgeTest : public testing::Test
     }
 
     void launch(const std::vector<std::string> &more = {},
-                BridgeProcess::eKeyboard keyboard = BridgeProcess::eKeyboard::pipe)
+                BridgeProcess::eKeyboard keyboard = BridgeProcess::eKeyboard::pipe,
+                const std::function<void()> &prepare = {})
     {
-        m_bridge = std::make_unique<BridgeProcess>(arguments(more), keyboard);
+        m_bridge = std::make_unique<BridgeProcess>(arguments(more), keyboard, "", prepare);
     }
 
     // Launches the daemon up to where it listens for its client.

@@ -39,7 +39,8 @@ sPipe makeTerminal()
 
 } // namespace
 
-BridgeProcess::BridgeProcess(std::vector<std::string> arguments, eKeyboard keyboard, const std::string &folder)
+BridgeProcess::BridgeProcess(std::vector<std::string> arguments, eKeyboard keyboard, const std::string &folder,
+                             const std::function<void()> &prepare)
 {
     sPipe input = keyboard == eKeyboard::terminal ? makeTerminal() : sPipe();
     sPipe output;
@@ -51,13 +52,14 @@ BridgeProcess::BridgeProcess(std::vector<std::string> arguments, eKeyboard keybo
     argv.push_back(nullptr);
     m_pid = fork();
     if (m_pid == 0)
-        runChild(argv.data(), keyboard, workFolder.c_str(), input.readEnd.get(), output.writeEnd.get());
+        runChild(argv.data(), keyboard, workFolder.c_str(), input.readEnd.get(), output.writeEnd.get(), prepare);
     m_keyboard = std::move(input.writeEnd);
     m_printed = std::move(output.readEnd);
     m_reader = std::jthread(&BridgeProcess::readOutput, this);
 }
 
-void BridgeProcess::runChild(char *const argv[], eKeyboard keyboard, const char *folder, int input, int output)
+void BridgeProcess::runChild(char *const argv[], eKeyboard keyboard, const char *folder, int input, int output,
+                             const std::function<void()> &prepare)
 {
     dup2(output, STDOUT_FILENO);
     dup2(input, STDIN_FILENO);
@@ -68,8 +70,12 @@ void BridgeProcess::runChild(char *const argv[], eKeyboard keyboard, const char 
         setsid();
         ioctl(STDIN_FILENO, TIOCSCTTY, 0);
     }
-    if (chdir(folder) == 0)
-        execvp(argv[0], argv);
+    std::signal(SIGPIPE, SIG_DFL);
+    if (chdir(folder) != 0)
+        _exit(127);
+    if (prepare)
+        prepare();
+    execvp(argv[0], argv);
     _exit(127);
 }
 

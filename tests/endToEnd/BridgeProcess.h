@@ -6,6 +6,7 @@
 
 #include <condition_variable>
 #include <csignal>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -29,9 +30,10 @@ class BridgeProcess
         closed    // descriptor 0 is not open
     };
 
-    // Starts the daemon in a folder of its own, or in `folder`.
+    // Starts the daemon in a folder of its own, or in `folder`. `prepare` runs in the child, as the last thing before it is
+    // the daemon; SIGPIPE kills it there, unless `prepare` says otherwise.
     explicit BridgeProcess(std::vector<std::string> arguments, eKeyboard keyboard = eKeyboard::pipe,
-                           const std::string &folder = "");
+                           const std::string &folder = "", const std::function<void()> &prepare = {});
     ~BridgeProcess(); // ends what still runs
     BridgeProcess(const BridgeProcess &) = delete;
     BridgeProcess &operator=(const BridgeProcess &) = delete;
@@ -57,7 +59,8 @@ class BridgeProcess
     const Descriptor &keyboard() const { return m_keyboard; }
 
   private:
-    static void runChild(char *const argv[], eKeyboard keyboard, const char *folder, int input, int output);
+    static void runChild(char *const argv[], eKeyboard keyboard, const char *folder, int input, int output,
+                         const std::function<void()> &prepare);
     void readOutput();
 
     TempFolder m_folder;

@@ -43,7 +43,7 @@ TEST_F(StartStopTest, TerminalIsReadKeyByKeyAndIsAsBeforeAfterwards)
 
 TEST_F(StartStopTest, SignalsEndItAsTheKeyboardDoes)
 {
-    for (int number : {SIGTERM, SIGINT})
+    for (int number : {SIGTERM, SIGINT, SIGHUP})
     {
         ASSERT_NO_FATAL_FAILURE(startWithClient());
         m_bridge->signal(number);

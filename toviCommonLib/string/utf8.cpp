@@ -43,7 +43,8 @@ bool isComplete(const u8 *s, const sLead &lead)
     return true;
 }
 
-// Bytes (1 to 4) of the well-formed character at the front of `s`; 0 when none starts there.
+} // namespace
+
 u32 charLength(const u8 *s)
 {
     for (const sLead &lead : LEADS)
@@ -53,8 +54,6 @@ u32 charLength(const u8 *s)
     }
     return 0;
 }
-
-} // namespace
 
 u32 lengthInByte(const u8 *s)
 {

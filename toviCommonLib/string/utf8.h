@@ -6,6 +6,9 @@
 namespace tovi::string::utf8
 {
 
+// Bytes (1 to 4) of the well-formed character at the front of the zero-terminated `s`; 0 when none starts there.
+u32 charLength(const u8 *s);
+
 // Bytes before the terminator; 0 when `s` is null.
 u32 lengthInByte(const u8 *s);
 

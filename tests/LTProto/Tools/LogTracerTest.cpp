@@ -6,6 +6,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <csignal>
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <thread>
 
 namespace
@@ -47,7 +50,8 @@ TEST_F(LogTracer, IsTrueWhenTheFileHasTheLineOrThereIsNoneToWrite)
     EXPECT_TRUE(m_tracer.Trace("%s", "b") && m_tracer.CloseFile());
     m_tracer.Init(static_cast<const char *>(nullptr), true, 0, false);
     EXPECT_TRUE(m_tracer.Trace("c") && m_tracer.Trace("c"s)) << "off";
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "7%\na\nb\n");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "7%\na\nERR: log file /dev/full cannot be written: not a regular file\nb\n");
     EXPECT_EQ(m_folder.read("log"), "b\n");
 }
 
@@ -96,6 +100,80 @@ TEST_F(LogTracer, RetriesAFileThatDidNotOpenAndLosesTheOlderOneWithoutAFolder)
     EXPECT_TRUE(m_tracer.Trace("b"));
     EXPECT_EQ(m_folder.read("sub/log"), "b\n");
     EXPECT_FALSE(m_folder.holds("sub/log.old"));
+}
+
+TEST_F(LogTracer, ALogFileIsARegularFileAndNothingElseIsTouched)
+{
+    std::filesystem::create_directory(m_folder.path("folder"));
+    ASSERT_EQ(mkfifo(m_folder.path("fifo").c_str(), 0600), 0);
+    std::filesystem::create_symlink("nowhere", m_folder.path("link"));
+    std::filesystem::create_symlink("target", m_folder.path("good"));
+    m_folder.write("target", "");
+    const std::pair<std::string, std::string> CASES[] = {
+        {"folder", "Is a directory"},
+        {"fifo", "not a regular file"},
+        {"link", "No such file or directory"},
+        {"/absolute/log", "No such file or directory"},
+        {"good", ""},
+    };
+    for (const auto &[name, reason] : CASES)
+    {
+        SCOPED_TRACE(name);
+        testing::internal::CaptureStdout();
+        m_tracer.Init(name.c_str(), true, 0, true);
+        EXPECT_EQ(m_tracer.Trace("a"), reason.empty());
+        m_tracer.Trace("b");
+        const std::string told = "ERR: log file " + name + " cannot be written: " + reason + "\n";
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), "a\n" + (reason.empty() ? "" : told) + "b\n");
+    }
+    EXPECT_TRUE(std::filesystem::is_directory(m_folder.path("folder")));
+    EXPECT_TRUE(std::filesystem::is_fifo(m_folder.path("fifo")));
+    EXPECT_FALSE(m_folder.holds("nowhere"));
+    EXPECT_FALSE(m_folder.holds("folder.old"));
+    EXPECT_EQ(m_folder.read("good"), "a\nb\n");
+}
+
+TEST_F(LogTracer, KeepsThePreviousFileWhateverItsName)
+{
+    for (const char *name : {"%41", "a\\b", "log.", "%2e%2e"})
+    {
+        SCOPED_TRACE(name);
+        m_folder.write(name, "run before");
+        m_tracer.Init(name, true, 0, false);
+        EXPECT_TRUE(m_tracer.Trace("a"));
+        EXPECT_EQ(m_folder.read(std::string(name) + ".old"), "run before");
+        EXPECT_EQ(m_folder.read(name), "a\n");
+    }
+}
+
+TEST_F(LogTracer, TellsOnceThatTheDiskFailsAndOnceThatItWorksAgainAndJoinsNoLines)
+{
+    const auto ignored = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit before{};
+    getrlimit(RLIMIT_FSIZE, &before);
+    m_tracer.Init("log", true, 0, true);
+    testing::internal::CaptureStdout();
+    EXPECT_TRUE(m_tracer.Trace("abc"));
+    const std::string longLine(3000, 'x');
+    const rlimit small{1000, before.rlim_max}; // of the captured output too, which has room for what follows
+    setrlimit(RLIMIT_FSIZE, &small);
+    m_tracer.m_traceOnConsole = false;
+    EXPECT_FALSE(m_tracer.Trace("%s", longLine.c_str()));
+    EXPECT_FALSE(m_tracer.Trace("lost"));
+    m_tracer.m_traceOnConsole = true;
+    setrlimit(RLIMIT_FSIZE, &before);
+    EXPECT_TRUE(m_tracer.Trace("d"));
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "abc\nd\nLog file log is written again\n");
+    EXPECT_EQ(m_folder.read("log"), "abc\n" + longLine.substr(0, 996) + "\nd\n");
+    std::signal(SIGXFSZ, ignored);
+}
+
+TEST_F(LogTracer, WhatAMessageQuotesForgesNoLine)
+{
+    m_tracer.Init("log", true, 0, false);
+    EXPECT_TRUE(m_tracer.Trace("name %s\n", "a\nb\x1B[2J\xFF\n"));
+    EXPECT_TRUE(m_tracer.Trace("argument\n\r"s));
+    EXPECT_EQ(m_folder.read("log"), "name a\\x0ab\\x1b[2J\\xff\\x0a\n\nargument\\x0a\\x0d\n");
 }
 
 TEST_F(LogTracer, LinesOfTwoThreadsStayWhole)

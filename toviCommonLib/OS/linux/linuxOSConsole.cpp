@@ -1,14 +1,17 @@
 #include "toviCommonLib/OS/linux/linuxOSConsole.h"
 
+#include "toviCommonLib/OS/linux/linuxOSConsoleOutput.h"
 #include "toviCommonLib/string/formatText.h"
+#include "toviCommonLib/string/visibleText.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstdarg>
 #include <cstdio>
 #include <thread>
 
-#include <poll.h>
 #include <unistd.h>
 
 namespace platform
@@ -56,23 +59,23 @@ void console_internal_init()
 
 void console_internal_deinit() {}
 
-// Not by stdio, which hands a line that is longer than its buffer on byte by byte.
 void console_write(std::string_view text)
 {
-    std::fflush(stdout);
-    while (!text.empty())
-    {
-        const ssize_t n = write(STDOUT_FILENO, text.data(), text.size());
-        if (n > 0)
-            text.remove_prefix(static_cast<size_t>(n));
-        else if (n < 0 && errno == EAGAIN)
-        {
-            pollfd output{STDOUT_FILENO, POLLOUT, 0};
-            poll(&output, 1, -1);
-        }
-        else if (n == 0 || errno != EINTR)
-            return;
-    }
+    static ConsoleOutput output(STDOUT_FILENO);
+    output.write(text);
+}
+
+void console_printLine(const char *format, ...)
+{
+    va_list args, again;
+    va_start(args, format);
+    va_copy(again, args);
+    const int length = std::vsnprintf(nullptr, 0, format, args);
+    std::string line(static_cast<size_t>(std::max(length, 0)), 0);
+    std::vsnprintf(line.data(), line.size() + 1, format, again); // the terminator falls on the string's own
+    va_end(again);
+    va_end(args);
+    console_write(tovi::string::visible(line).append("\n"));
 }
 
 void console_setTitle(const char *title)

@@ -16,9 +16,12 @@ void console_internal_init();
 // Does nothing: what was trapped stays trapped.
 void console_internal_deinit();
 
-// Writes `text` to standard output, behind what stdio still holds for it, and waits for whoever reads it. Any thread may
-// call it. What nobody can read any more is lost.
+// Writes whole lines to standard output, past stdio; what nobody reads is lost: ConsoleOutput. Any thread may call it.
 void console_write(std::string_view text);
+
+// The same with the formatted text and a line feed. What would forge a line or move a cursor comes out as
+// tovi::string::visible has it.
+[[gnu::format(printf, 1, 2)]] void console_printLine(const char *format, ...);
 
 // `title` is a format without arguments: tovi::string::expandWithoutArguments. No terminator is written behind it: a
 // caller whose terminal needs one puts it at the end of the title.

@@ -1,5 +1,6 @@
 #include "toviCommonLib/OS/linux/linuxOSFS.h"
 
+#include "toviCommonLib/OS/linux/linuxOSConsole.h"
 #include "toviCommonLib/toviFSPath.h"
 #include "toviCommonLib/toviUtils.h"
 
@@ -62,7 +63,7 @@ void readToTheEnd(FILE *pipe)
 
 void syncOnce()
 {
-    std::fputs("*** LINUX::FS_sync", stdout);
+    console_write("*** LINUX::FS_sync");
     const std::unique_ptr<FILE, ClosePipe> command(popen("sync", "r"));
     if (command)
         readToTheEnd(command.get());
@@ -98,6 +99,26 @@ bool FS_fileRename(const u8 *path, const u8 *oldFileName, const u8 *newFileName)
     FullName newName;
     return composeCanonical(oldName, path, oldFileName) && composeCanonical(newName, path, newFileName) &&
            std::rename(asChars(oldName.data()), asChars(newName.data())) == 0;
+}
+
+bool FS_fileMove(const u8 *oldFullName, const u8 *newFullName)
+{
+    return std::rename(asChars(oldFullName), asChars(newFullName)) == 0;
+}
+
+eFileKind FS_fileKind(const u8 *fullPathAndName)
+{
+    struct stat entry;
+    if (stat(asChars(fullPathAndName), &entry) == 0)
+    {
+        errno = S_ISDIR(entry.st_mode) ? EISDIR : EINVAL;
+        return S_ISREG(entry.st_mode) ? eFileKind::regular : eFileKind::other;
+    }
+    if (errno != ENOENT)
+        return eFileKind::other;
+    const bool leadsNowhere = lstat(asChars(fullPathAndName), &entry) == 0;
+    errno = ENOENT;
+    return leadsNowhere ? eFileKind::other : eFileKind::none;
 }
 
 bool FS_findFirst(sOSFileFind *find, const u8 *folder, const u8 *jolly)

@@ -28,6 +28,19 @@ bool FS_fileDelete(const u8 *fullPathAndName);
 // False, with nothing done, when a full name with its NUL takes more than 512 bytes.
 bool FS_fileRename(const u8 *path, const u8 *oldFileName, const u8 *newFileName);
 
+// As they stand, wherever both are; a file of the new name is replaced.
+bool FS_fileMove(const u8 *oldFullName, const u8 *newFullName);
+
+// What a name stands for, a symbolic link followed: nothing, a regular file, or something that is not to be written to as
+// one: a folder, a pipe, a device, a link to nothing. `other` leaves the reason in errno.
+enum class eFileKind
+{
+    none,
+    regular,
+    other
+};
+eFileKind FS_fileKind(const u8 *fullPathAndName);
+
 struct CloseDir
 {
     void operator()(DIR *dir) const { closedir(dir); }

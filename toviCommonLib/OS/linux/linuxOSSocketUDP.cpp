@@ -1,9 +1,9 @@
 #include "toviCommonLib/OS/linux/linuxOSSocketUDP.h"
 
+#include "toviCommonLib/OS/linux/linuxOSConsole.h"
 #include "toviCommonLib/OS/linux/linuxOSSocketShared.h"
 
 #include <cerrno>
-#include <cstdio>
 #include <sys/socket.h>
 
 namespace platform
@@ -26,12 +26,12 @@ eSocketError internal::bindErrorUDPFromErrno(int error)
     case EROFS:
     case ENAMETOOLONG:
     case ELOOP:
-    case EADDRNOTAVAIL: std::printf("socket_UDPbind error EBADF\n"); return eSocketError::unknown; // for all alike
+    case EADDRNOTAVAIL: console_printLine("socket_UDPbind error EBADF"); return eSocketError::unknown; // for all alike
     default: break;
     }
     const eSocketError result = addressErrorFromErrno(error);
     if (result == eSocketError::unknown)
-        std::printf("socket_UDPbind error [%d]\n", error);
+        console_printLine("socket_UDPbind error [%d]", error);
     return result;
 }
 

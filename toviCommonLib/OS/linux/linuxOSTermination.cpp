@@ -39,6 +39,7 @@ bool isIgnored(int signalNumber)
 bool termination_trap()
 {
     terminationRequested = false;
+    event_close(terminationEvent);
     if (!event_open(&terminationEvent))
         return false;
     for (int trapped : {SIGTERM, SIGINT})
@@ -48,15 +49,6 @@ bool termination_trap()
     for (int ignored : {SIGPIPE, SIGXFSZ, SIGTTIN, SIGTTOU})
         setHandler(ignored, SIG_IGN);
     return true;
-}
-
-void termination_release()
-{
-    for (int trapped : {SIGTERM, SIGINT, SIGPIPE, SIGXFSZ, SIGTTIN, SIGTTOU})
-        setHandler(trapped, SIG_DFL);
-    if (!isIgnored(SIGHUP))
-        setHandler(SIGHUP, SIG_DFL);
-    event_close(terminationEvent);
 }
 
 bool termination_requested()

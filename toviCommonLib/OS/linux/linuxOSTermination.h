@@ -6,17 +6,15 @@
 namespace platform
 {
 
-// From here on SIGTERM, SIGINT and, unless it was ignored before, SIGHUP fire the termination event instead of killing the
-// process, a closed peer (SIGPIPE) or a file at its size limit (SIGXFSZ) never kills it, and a terminal that it does not own (SIGTTIN, SIGTTOU) never
-// stops it. False without a descriptor.
+// From here to the end of the process SIGTERM, SIGINT and, unless it was ignored before, SIGHUP fire the termination event
+// instead of killing the process, a closed peer (SIGPIPE) or a file at its size limit (SIGXFSZ) never kills it, and a
+// terminal that it does not own (SIGTTIN, SIGTTOU) never stops it. Nothing gives the signals back: one that comes while
+// the process ends would take its exit status. False without a descriptor. Called again it starts with no request.
 bool termination_trap();
-
-// Gives the signals back to the system and closes the event.
-void termination_release();
 
 bool termination_requested();
 
-// Fired at the first request and never consumed; valid from `termination_trap` to `termination_release`.
+// Fired at the first request and never consumed; valid from `termination_trap` on.
 const sOSEvent &termination_event();
 
 } // namespace platform

@@ -1,0 +1,146 @@
+#include "toviCommonLib/OS/linux/linuxOSConsoleOutput.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace platform
+{
+namespace
+{
+
+constexpr size_t PIPE_PIECE_LEN = 4096; // a pipe that polls as writable has room for it
+constexpr size_t SHARED_PIECE_LEN = 64; // as much as a terminal that polls as writable is trusted with
+
+u64 nowMSec()
+{
+    using namespace std::chrono;
+    return static_cast<u64>(duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count());
+}
+
+bool isSame(const struct stat &a, const struct stat &b)
+{
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_rdev == b.st_rdev && a.st_mode == b.st_mode;
+}
+
+int openAnew(int descriptor)
+{
+    const std::string name = "/proc/self/fd/" + std::to_string(descriptor);
+    return open(name.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+}
+
+} // namespace
+
+ConsoleOutput::~ConsoleOutput()
+{
+    if (m_terminal >= 0)
+        close(m_terminal);
+}
+
+void ConsoleOutput::write(std::string_view text)
+{
+    const std::lock_guard lock(m_mutex);
+    look();
+    if (!catchUp())
+    {
+        ++m_lost;
+        return;
+    }
+    const size_t sent = send(text, nowMSec() < m_calmUntilMSec ? 0 : PATIENCE_MSEC);
+    if (sent == text.size())
+        return;
+    m_calmUntilMSec = nowMSec() + CALM_MSEC;
+    if (sent == 0)
+        ++m_lost;
+    else
+        m_rest = text.substr(sent);
+}
+
+// Tells the kind apart, once for each thing that the descriptor stands for.
+void ConsoleOutput::look()
+{
+    struct stat now = {};
+    if (fstat(m_descriptor, &now) != 0 || isSame(now, m_seen))
+        return;
+    m_seen = now;
+    if (m_terminal >= 0)
+        close(m_terminal);
+    m_terminal = -1;
+    if (S_ISSOCK(now.st_mode))
+        m_kind = eKind::socket;
+    else if (S_ISFIFO(now.st_mode))
+        m_kind = eKind::pipe;
+    else if (!isatty(m_descriptor))
+        m_kind = eKind::direct;
+    else
+    {
+        m_terminal = openAnew(m_descriptor);
+        m_kind = m_terminal >= 0 ? eKind::terminal : eKind::shared;
+    }
+}
+
+// The rest of a begun line, then the count of the lost ones. Neither is waited for: this output has failed before.
+bool ConsoleOutput::catchUp()
+{
+    m_rest.erase(0, send(m_rest, 0));
+    if (!m_rest.empty())
+        return false;
+    if (m_lost == 0)
+        return true;
+    const std::string told = std::to_string(m_lost).append(" lines lost: the output was not read\n");
+    const size_t sent = send(told, 0);
+    if (sent == 0)
+        return false;
+    m_lost = 0;
+    m_rest = told.substr(sent);
+    return m_rest.empty();
+}
+
+// How many bytes of `text` went.
+size_t ConsoleOutput::send(std::string_view text, u32 patienceMSec)
+{
+    const u64 deadlineMSec = nowMSec() + patienceMSec;
+    size_t sent = 0;
+    while (sent < text.size() && hasRoom(deadlineMSec))
+    {
+        const long n = writePiece(text.substr(sent));
+        if (n > 0)
+            sent += static_cast<size_t>(n);
+        else if (n == 0 || (errno != EINTR && errno != EAGAIN) || nowMSec() >= deadlineMSec)
+            break;
+    }
+    return sent;
+}
+
+bool ConsoleOutput::hasRoom(u64 deadlineMSec) const
+{
+    if (m_kind == eKind::direct)
+        return true;
+    for (;;)
+    {
+        const u64 now = nowMSec();
+        pollfd output{m_kind == eKind::terminal ? m_terminal : m_descriptor, POLLOUT, 0};
+        const int n = poll(&output, 1, static_cast<int>(deadlineMSec > now ? deadlineMSec - now : 0));
+        if (n >= 0 || errno != EINTR)
+            return n > 0;
+    }
+}
+
+long ConsoleOutput::writePiece(std::string_view text) const
+{
+    switch (m_kind)
+    {
+    case eKind::socket: return ::send(m_descriptor, text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+    case eKind::terminal: return ::write(m_terminal, text.data(), text.size());
+    case eKind::pipe: return ::write(m_descriptor, text.data(), std::min(text.size(), PIPE_PIECE_LEN));
+    case eKind::shared: return ::write(m_descriptor, text.data(), std::min(text.size(), SHARED_PIECE_LEN));
+    case eKind::direct: break;
+    }
+    return ::write(m_descriptor, text.data(), text.size());
+}
+
+} // namespace platform
