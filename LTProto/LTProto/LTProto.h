@@ -12,8 +12,8 @@
 #include "LTProto/LTProto/WireFormat.h"
 #include "LTProto/Tools/LogTracer.h"
 #include "LTProto/Tools/StringUtf8.h"
-#include "toviCommonLib/OS/linux/linuxOSFolderLock.h"
 #include "toviCommonLib/OS/linux/linuxOS.h"
+#include "toviCommonLib/OS/linux/linuxOSFolderLock.h"
 
 #include <list>
 #include <map>
@@ -349,7 +349,7 @@ class LTProto
     size_t m_fileReceiveListRefreshAt = 1024; // entries
     bool m_fileIndexDamaged = false;
     platform::FolderLock m_folderLock;
-    bool m_folderIsAnothers = false; // nothing in it is touched
+    bool m_folderIsAnothers = false;     // nothing in it is touched
     Tools::StringUtf8 m_fileReceivePath; // folder of received files, with a trailing slash
     Tools::StringUtf8 m_fileReceiveListIndexName;
 };

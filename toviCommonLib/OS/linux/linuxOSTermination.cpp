@@ -38,6 +38,8 @@ bool isIgnored(int signalNumber)
 
 bool termination_trap()
 {
+    for (int ignored : {SIGPIPE, SIGXFSZ, SIGTTIN, SIGTTOU})
+        setHandler(ignored, SIG_IGN);
     terminationRequested = false;
     event_close(terminationEvent);
     if (!event_open(&terminationEvent))
@@ -46,8 +48,6 @@ bool termination_trap()
         setHandler(trapped, onTerminationSignal);
     if (!isIgnored(SIGHUP))
         setHandler(SIGHUP, onTerminationSignal);
-    for (int ignored : {SIGPIPE, SIGXFSZ, SIGTTIN, SIGTTOU})
-        setHandler(ignored, SIG_IGN);
     return true;
 }
 
