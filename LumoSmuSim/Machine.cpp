@@ -127,18 +127,17 @@ Reaction Machine::takeFile(Payload payload)
     if (payload.size() < NUMBER_LEN)
         return shown("damaged file message " + shownBytes(payload));
     const u32 fileId = readMsbLsbU32(payload.data());
-    std::string name(payload.begin() + NUMBER_LEN, payload.end());
+    const std::string name(payload.begin() + NUMBER_LEN, payload.end());
     Reaction reaction;
-    if (!name.starts_with('/') || name == m_fileAnnounced)
+    if (!name.starts_with('/'))
     {
         reaction = answerFileRequest(fileId);
         const std::string carried = Tools::ToHex(payload.data() + NUMBER_LEN, static_cast<u32>(name.size()), 0);
         reaction.event = {'<', "ask-file", {}, fileId, "", carried};
         return reaction;
     }
-    m_fileAnnounced = std::move(name);
-    const std::optional<LumoFaults::FileContent> content = LumoFaults::contentOf(m_fileAnnounced);
-    reaction = shown("file " + std::to_string(fileId) + " received: " + shownFile(m_fileAnnounced, content));
+    const std::optional<LumoFaults::FileContent> content = LumoFaults::contentOf(name);
+    reaction = shown("file " + std::to_string(fileId) + " received: " + shownFile(name, content));
     reaction.event = {'<', "file-end", {}, fileId, "done", content ? content->text() : ""};
     return reaction;
 }

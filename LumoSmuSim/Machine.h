@@ -38,7 +38,7 @@ class Machine
     explicit Machine(std::filesystem::path filesFolder = {}) : m_files(std::move(filesFolder)) {}
 
     // A message of the bridge. A variable message is a request unless it carries a value that the variable accepts; a file
-    // message announces a file only with a full name that was not announced before.
+    // message that carries a full name announces a file.
     Reaction take(const tovi::SMUConn::sDecodedMsg &message);
 
     // A typed line, such as "set 4 95"; `helpText` names them all.
@@ -71,7 +71,6 @@ class Machine
 
     Variables m_variables;
     MachineFiles m_files;
-    std::string m_fileAnnounced; // by the bridge, the last one; its names differ
     u32 m_driftMSec = 0;
     u16 m_pingCount = 0;
     bool m_isToQuit = false;

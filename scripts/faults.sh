@@ -195,7 +195,7 @@ run_interrupted() {
 run_descriptors() {
     local others=() other i
     STRANGERS=yes
-    BRIDGE_WITH=(prlimit --nofile=20)
+    BRIDGE_WITH=(prlimit --nofile=26)
     begin tcp 400
     for ((TRIALS = 0; TRIALS < 5; ++TRIALS)); do
         others=()

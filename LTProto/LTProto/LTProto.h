@@ -262,6 +262,7 @@ class LTProto
     bool TransferUses(TicketNr ticketId) const;
     bool QueuePush(PacketToSend &&packet);
     bool QueueMakeRoom(u32 len);
+    void DropTell();
     void QueueErase(PacketQueue::iterator packet);
     bool QueuedSend();
     void IdleRestart();
@@ -338,7 +339,9 @@ class LTProto
     u64 m_silentFromMSec = 0;      // valid with m_pollUnanswered: when the client was last active
     bool m_pollUnanswered = false; // a poll went out and no byte has come since
     bool m_receivePaused = false;  // no packet is begun
-    u64 m_reconnectAtMSec = 0;     // when a subscriber without its main station begins its next attempt
+    u32 m_valuesDropped = 0;       // and not yet told of
+    u64 m_dropTellAtMSec = 0;
+    u64 m_reconnectAtMSec = 0; // when a subscriber without its main station begins its next attempt
 
     FileQueue m_sendQueueFile;                // the head is on its way
     std::map<u16, u64> m_lateFiles;           // files that a lost client asked for; until when (m_clock) they are late

@@ -17,6 +17,7 @@ constexpr u32 WAIT_MSEC = 250;
 constexpr u32 WAIT_NO_CLIENT_MSEC = 1000; // of a serial main station
 constexpr u32 REOPEN_MSEC = 1000;
 constexpr u32 CLIENT_SILENT_MSEC = 3000;
+constexpr u32 DROP_TELL_MSEC = 1000;
 
 } // namespace
 
@@ -166,10 +167,24 @@ bool LTProto::QueueMakeRoom(u32 len)
             Trace("Packet refused: send queue full");
             return false;
         }
-        Trace("Send queue full: oldest spontaneous value dropped");
         QueueErase(oldest);
+        DropTell();
     }
     return true;
+}
+
+// Each second at most: a flood would fill the log with it, and be slowed down by that.
+void LTProto::DropTell()
+{
+    ++m_valuesDropped;
+    if (m_clock() < m_dropTellAtMSec)
+        return;
+    if (m_valuesDropped == 1)
+        Trace("Send queue full: oldest spontaneous value dropped");
+    else
+        Trace("Send queue full: oldest spontaneous value dropped, %u times", m_valuesDropped);
+    m_valuesDropped = 0;
+    m_dropTellAtMSec = m_clock() + DROP_TELL_MSEC;
 }
 
 void LTProto::QueueErase(PacketQueue::iterator packet)

@@ -101,12 +101,14 @@ TEST(Machine, HandsOverCopiesOfItsFilesAndDeletesThem)
     EXPECT_EQ(folder.read("7 a.bin"), "abc");
 }
 
-// A request carries the name left over from the announcement before it.
-TEST(Machine, TakesANameAnnouncedBeforeForARequest)
+// A bridge gives a name again that the machine has taken the file of.
+TEST(Machine, TakesAFileMessageWithANameForAnAnnouncement)
 {
     Machine machine;
-    EXPECT_EQ(Take(machine, 0x9002, Hex("00 00 00 07 2F 1B")).lines[0], "file 7 received: /\\x1b (cannot be read)");
-    EXPECT_EQ(Take(machine, 0x9002, Hex("00 00 00 08 2F 1B")).lines[0], "file request 8 -> no such file");
+    for (const char *fileId : {"7", "8"})
+        EXPECT_EQ(Take(machine, 0x9002, Hex(std::string("00 00 00 0").append(fileId).append(" 2F 1B"))).lines[0],
+                  std::string("file ").append(fileId).append(" received: /\\x1b (cannot be read)"));
+    EXPECT_EQ(Take(machine, 0x9002, Hex("00 00 00 08")).lines[0], "file request 8 -> no such file");
 }
 
 TEST(Machine, AnswersIdentificationAndPing)

@@ -13,6 +13,7 @@ namespace platform
 namespace
 {
 
+constexpr u64 LOOK_MSEC = 100;
 constexpr size_t PIPE_PIECE_LEN = 4096; // a pipe that polls as writable has room for it
 constexpr size_t SHARED_PIECE_LEN = 64; // as much as a terminal that polls as writable is trusted with
 
@@ -60,9 +61,12 @@ void ConsoleOutput::write(std::string_view text)
         m_rest = text.substr(sent);
 }
 
-// Tells the kind apart, once for each thing that the descriptor stands for.
+// Tells the kind apart. What the descriptor stands for may change, yet hardly between two lines of a busy moment.
 void ConsoleOutput::look()
 {
+    if (nowMSec() < m_lookAtMSec)
+        return;
+    m_lookAtMSec = nowMSec() + LOOK_MSEC;
     struct stat now = {};
     if (fstat(m_descriptor, &now) != 0 || isSame(now, m_seen))
         return;

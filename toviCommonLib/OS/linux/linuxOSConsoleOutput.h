@@ -56,6 +56,7 @@ class ConsoleOutput
     std::string m_rest;  // of a line that was begun
     u64 m_lost = 0;      // lines that the output was not yet told of
     u64 m_calmUntilMSec = 0;
+    u64 m_lookAtMSec = 0;
 };
 
 } // namespace platform
