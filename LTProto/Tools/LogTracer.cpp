@@ -83,13 +83,17 @@ bool LogTracer::TraceVariableList(const char *format, va_list args)
 {
     if (!IsOn())
         return false;
-    std::string message;
-    PrintfAppend(message, format, args);
+    std::string line = TimePrefix();
+    const size_t prefixLen = line.size();
+    PrintfAppend(line, format, args);
     // A line feed at the end of the format is the line's own.
-    const bool hasOwnFeed = std::string_view(format).ends_with('\n') && message.ends_with('\n');
+    const bool hasOwnFeed = std::string_view(format).ends_with('\n') && line.ends_with('\n');
     if (hasOwnFeed)
-        message.pop_back();
-    return WriteLine(TimePrefix() + tovi::string::visible(message) + (hasOwnFeed ? "\n" : ""));
+        line.pop_back();
+    tovi::string::makeVisible(line, prefixLen);
+    if (hasOwnFeed)
+        line += '\n';
+    return WriteLine(std::move(line));
 }
 
 bool LogTracer::TraceHex(std::string_view head, const u8 *bytes, u32 len, char separator, std::string_view tail)

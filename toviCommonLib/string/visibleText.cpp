@@ -2,6 +2,9 @@
 
 #include "toviCommonLib/string/utf8.h"
 
+#include <algorithm>
+#include <utility>
+
 namespace tovi::string
 {
 namespace
@@ -24,12 +27,22 @@ void appendEscaped(std::string &out, u8 byte)
 
 } // namespace
 
-std::string visible(const std::string &text)
+std::string visible(std::string text)
 {
-    std::string out;
+    makeVisible(text, 0);
+    return text;
+}
+
+// Nearly every line is plain, and there are many.
+void makeVisible(std::string &text, size_t from)
+{
+    const auto isPlain = [](char c) { return c >= ' ' && c <= '~'; };
+    if (std::all_of(text.begin() + static_cast<std::ptrdiff_t>(from), text.end(), isPlain))
+        return;
+    std::string out(text, 0, from);
     out.reserve(text.size());
     const u8 *bytes = reinterpret_cast<const u8 *>(text.c_str());
-    for (size_t at = 0; at < text.size();)
+    for (size_t at = from; at < text.size();)
     {
         const u32 length = utf8::charLength(bytes + at);
         if (length != 0 && !isControl(bytes + at, length))
@@ -41,7 +54,7 @@ std::string visible(const std::string &text)
         appendEscaped(out, bytes[at]);
         ++at;
     }
-    return out;
+    text = std::move(out);
 }
 
 } // namespace tovi::string

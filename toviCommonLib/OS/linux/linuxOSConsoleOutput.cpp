@@ -45,13 +45,14 @@ ConsoleOutput::~ConsoleOutput()
 void ConsoleOutput::write(std::string_view text)
 {
     const std::lock_guard lock(m_mutex);
-    look();
-    if (!catchUp())
+    const u64 now = nowMSec();
+    look(now);
+    if (!catchUp(now))
     {
         ++m_lost;
         return;
     }
-    const size_t sent = send(text, nowMSec() < m_calmUntilMSec ? 0 : PATIENCE_MSEC);
+    const size_t sent = send(text, now < m_calmUntilMSec ? now : now + PATIENCE_MSEC);
     if (sent == text.size())
         return;
     m_calmUntilMSec = nowMSec() + CALM_MSEC;
@@ -62,11 +63,11 @@ void ConsoleOutput::write(std::string_view text)
 }
 
 // Tells the kind apart. What the descriptor stands for may change, yet hardly between two lines of a busy moment.
-void ConsoleOutput::look()
+void ConsoleOutput::look(u64 timeMSec)
 {
-    if (nowMSec() < m_lookAtMSec)
+    if (timeMSec < m_lookAtMSec)
         return;
-    m_lookAtMSec = nowMSec() + LOOK_MSEC;
+    m_lookAtMSec = timeMSec + LOOK_MSEC;
     struct stat now = {};
     if (fstat(m_descriptor, &now) != 0 || isSame(now, m_seen))
         return;
@@ -88,15 +89,16 @@ void ConsoleOutput::look()
 }
 
 // The rest of a begun line, then the count of the lost ones. Neither is waited for: this output has failed before.
-bool ConsoleOutput::catchUp()
+bool ConsoleOutput::catchUp(u64 timeMSec)
 {
-    m_rest.erase(0, send(m_rest, 0));
+    if (!m_rest.empty())
+        m_rest.erase(0, send(m_rest, timeMSec));
     if (!m_rest.empty())
         return false;
     if (m_lost == 0)
         return true;
     const std::string told = std::to_string(m_lost).append(" lines lost: the output was not read\n");
-    const size_t sent = send(told, 0);
+    const size_t sent = send(told, timeMSec);
     if (sent == 0)
         return false;
     m_lost = 0;
@@ -105,9 +107,8 @@ bool ConsoleOutput::catchUp()
 }
 
 // How many bytes of `text` went.
-size_t ConsoleOutput::send(std::string_view text, u32 patienceMSec)
+size_t ConsoleOutput::send(std::string_view text, u64 deadlineMSec)
 {
-    const u64 deadlineMSec = nowMSec() + patienceMSec;
     size_t sent = 0;
     while (sent < text.size() && hasRoom(deadlineMSec))
     {

@@ -40,11 +40,11 @@ class ConsoleOutput
         shared    // a terminal that cannot be opened anew
     };
 
-    void look();
+    void look(u64 timeMSec);
     bool hasRoom(u64 deadlineMSec) const;
     long writePiece(std::string_view text) const;
-    size_t send(std::string_view text, u32 patienceMSec);
-    bool catchUp();
+    size_t send(std::string_view text, u64 deadlineMSec);
+    bool catchUp(u64 timeMSec);
 
     const int m_descriptor; // not owned
     std::mutex m_mutex;     // guards what follows
