@@ -316,8 +316,9 @@ std::string Scenario::endFault() const
     if (m_end->signal != 0)
         return "killed by signal " + std::to_string(m_end->signal);
     const std::string printed = m_daemon.printed();
+    const bool isMute = m_torment.call == eCall::write && m_torment.last != m_torment.first;
     const bool isConsoleTormented =
-        m_torment.call == eCall::printf || m_torment.call == eCall::puts || m_torment.call == eCall::fwrite;
+        isMute || m_torment.call == eCall::printf || m_torment.call == eCall::puts || m_torment.call == eCall::fwrite;
     const auto says = [&](const char *text) { return isConsoleTormented || printed.find(text) != std::string::npos; };
     switch (m_end->status)
     {
