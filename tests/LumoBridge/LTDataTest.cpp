@@ -61,15 +61,28 @@ TEST_F(LTDataTest, WhatIsRefusedChangesAndPostsNothing)
     EXPECT_FALSE(r.Set(STRING_UTF, 7, u8{0}) || r.SendVar(q, 4, DATA_BUFFER, 7, u8{0}) || r.Set(FILE_ID, 1, "z") ||
                  r.SendVar(q, 4, FILE_ID, 1, "z") || r.SendVar(q, FILE_ID, 4, FILE_ID, 1, "z") ||
                  r.SendDataRaw(q, 4, NULL_DATA, 1, "z") || r.SendRequest(q)); // a ticket cannot be asked for
-    EXPECT_TRUE(r.m_request && r.m_elemType == TICKET_ID && r.m_dataBuffer.ToHex() == "2a");
-    EXPECT_TRUE(r.SendVar(q) && r.SendVar(q, 4, -5, 1) && r.SendVar(q, 5, 2.5F, 1) &&
-                r.SendVar(q, 6, STRING_UTF, 2, "ab") && r.SendVar(q, 0x12345678, INTEGER_POSITIVE, 7, u8{0}) &&
-                r.SendVar(q, DATA_BUFFER, 8, INTEGER_NEGATIVE, 5, u8{1}) && r.SendVar(q, FILE_ID, 9, -2.5F, 1) &&
-                r.SendVar(q, FILE_ID, 10, DATA_BUFFER, 1, "a") && r.SendNullData(q, 11) &&
-                r.SendString(q, 12, 1, "a") && r.SendBuffer(q, 13, 1, "a") &&
-                r.SendDataRaw(q, 14, STRING_UTF, 1, "a") && r.SendFile(q, 15, 1, "a") &&
-                r.SendFile(q, 16, Tools::StringUtf8("a")) && r.Request(FILE_ID, 17) && r.SendRequest(q) &&
-                r.ReqVar(q, 18) && r.ReqFile(q, 19) && r.SendCommand(q, eMqCommand::LIB_VERSION));
+    EXPECT_TRUE(r.m_request);
+    EXPECT_TRUE(r.m_elemType == TICKET_ID);
+    EXPECT_TRUE(r.m_dataBuffer.ToHex() == "2a");
+    EXPECT_TRUE(r.SendVar(q));
+    EXPECT_TRUE(r.SendVar(q, 4, -5, 1));
+    EXPECT_TRUE(r.SendVar(q, 5, 2.5F, 1));
+    EXPECT_TRUE(r.SendVar(q, 6, STRING_UTF, 2, "ab"));
+    EXPECT_TRUE(r.SendVar(q, 0x12345678, INTEGER_POSITIVE, 7, u8{0}));
+    EXPECT_TRUE(r.SendVar(q, DATA_BUFFER, 8, INTEGER_NEGATIVE, 5, u8{1}));
+    EXPECT_TRUE(r.SendVar(q, FILE_ID, 9, -2.5F, 1));
+    EXPECT_TRUE(r.SendVar(q, FILE_ID, 10, DATA_BUFFER, 1, "a"));
+    EXPECT_TRUE(r.SendNullData(q, 11));
+    EXPECT_TRUE(r.SendString(q, 12, 1, "a"));
+    EXPECT_TRUE(r.SendBuffer(q, 13, 1, "a"));
+    EXPECT_TRUE(r.SendDataRaw(q, 14, STRING_UTF, 1, "a"));
+    EXPECT_TRUE(r.SendFile(q, 15, 1, "a"));
+    EXPECT_TRUE(r.SendFile(q, 16, Tools::StringUtf8("a")));
+    EXPECT_TRUE(r.Request(FILE_ID, 17));
+    EXPECT_TRUE(r.SendRequest(q));
+    EXPECT_TRUE(r.ReqVar(q, 18));
+    EXPECT_TRUE(r.ReqFile(q, 19));
+    EXPECT_TRUE(r.SendCommand(q, eMqCommand::LIB_VERSION));
     for (const char *posted :
          {"2 99 [02 05 00 00 00 03]", "2 4 [04 05 00 00 00 01]", "2 5 [03 19 00 00 00 00]", "2 6 [07 61 62]",
           "2 305419896 [06 78 56 34 12 01 07 00 00 00 00]", "2 8 [10 08 00 00 00 02 05 00 00 00 01]",
@@ -78,7 +91,10 @@ TEST_F(LTDataTest, WhatIsRefusedChangesAndPostsNothing)
           "3 19 []", "65535 4294967295 []"})
         EXPECT_EQ(queue.next(), posted);
     char bytes[] = "....";
-    EXPECT_TRUE(r.Set(STRING_UTF, 2, "ab") && r.Encode(4, bytes) == 0 && bytes[0] == '.' && r.Encode(3, bytes) == 3);
+    EXPECT_TRUE(r.Set(STRING_UTF, 2, "ab"));
+    EXPECT_TRUE(r.Encode(4, bytes) == 0);
+    EXPECT_TRUE(bytes[0] == '.');
+    EXPECT_TRUE(r.Encode(3, bytes) == 3);
     EXPECT_STREQ(bytes, "\aab."); // the size is the least length wanted
 }
 

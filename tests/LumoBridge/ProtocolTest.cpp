@@ -17,7 +17,11 @@ class ProtocolTest : public testing::Test
     {
         return thread.Init(read, write, eComType{kind}, std::string("@").append(ip).c_str(), 0);
     }
-    void SetUp() override { ASSERT_TRUE(Init(m_thread, m_in.read, m_out.write) == 0 && m_thread.Start()); }
+    void SetUp() override
+    {
+        ASSERT_TRUE(Init(m_thread, m_in.read, m_out.write) == 0);
+        ASSERT_TRUE(m_thread.Start());
+    }
     void Exchange(const std::vector<eMqCommand> &commands, const std::vector<eMqCommand> &replies)
     {
         for (eMqCommand command : commands)
@@ -100,7 +104,9 @@ TEST_F(ProtocolTest, ASubscriberComesBackToItsMainStationUntilItIsStopped)
 
 TEST_F(ProtocolTest, StartsAfterAGoodInitAloneAndStopsOnce)
 {
-    EXPECT_TRUE(m_thread.Stop() && !m_thread.Stop()); // even before its first step
+    EXPECT_TRUE(m_thread.Stop());
+    EXPECT_TRUE(!m_thread.Stop());
+    // even before its first step
     Protocol noLink(nullptr, m_in.load, m_out.load), noRead(nullptr, m_in.load, m_out.load),
         noWrite(nullptr, m_in.load, m_out.load);
     const std::string near = ownLoopback().substr(0, ownLoopback().rfind('.'));

@@ -25,7 +25,8 @@ class DocumentsTest : public BridgeTest
                 ++steps;
             }
         }
-        ASSERT_TRUE(steps > 20 && !HasFailure()) << document;
+        ASSERT_TRUE(steps > 20) << document;
+        ASSERT_TRUE(!HasFailure()) << document;
     }
 
   private:

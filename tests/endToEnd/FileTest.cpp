@@ -109,7 +109,8 @@ class FileTest : public UartTest
             m_client->send(ACK);
         }
         // Nothing follows the last ACK in the same read.
-        ASSERT_TRUE(m_bridge->prints(" bytes sended, last\n") && m_bridge->prints("Recv:(len=7)"));
+        ASSERT_TRUE(m_bridge->prints(" bytes sended, last\n"));
+        ASSERT_TRUE(m_bridge->prints("Recv:(len=7)"));
     }
 
     // The machine offers a file; the bridge has queued it when this returns.
@@ -166,7 +167,8 @@ TEST_P(FileLinkTest, FilesOfEverySizePassBothWays)
         const std::string path = announced(7);
         EXPECT_TRUE(readFile(path) == textOf(file));
         struct stat info = {};
-        EXPECT_TRUE(stat(path.c_str(), &info) == 0 && (info.st_mode & 0777U) == 0640);
+        EXPECT_TRUE(stat(path.c_str(), &info) == 0);
+        EXPECT_TRUE((info.st_mode & 0777U) == 0640);
 
         const std::string offered = offer("offered", file, "00 00 00 09");
         ASSERT_NO_FATAL_FAILURE(download(file, large, blockLen, "05 00 09"));

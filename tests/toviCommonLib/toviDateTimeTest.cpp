@@ -85,7 +85,9 @@ TEST(DateTime, AddsAndSubtractsOnTheLocalCalendar)
 {
     useZone("CET-1CEST,M3.5.0,M10.5.0/3");
     DateTime value = at(2023, 12, 31, 23, 59, 59, 123);
-    EXPECT_TRUE(value.addYMDHIS(0, 0, 0, 0, 0, 1) && value.addYMDHIS(-1, 2, -1, 25, -61, 0)); // 28 February, 23:59
+    EXPECT_TRUE(value.addYMDHIS(0, 0, 0, 0, 0, 1));
+    EXPECT_TRUE(value.addYMDHIS(-1, 2, -1, 25, -61, 0));
+    // 28 February, 23:59
     EXPECT_EQ(text(value), "2023-02-28 23:59:00");
     EXPECT_EQ(value.time.getMSec(), 123);
     value = at(1970, 1, 1, 0, 59, 58); // the last second before 1970 UTC is no failure
@@ -96,7 +98,9 @@ TEST(DateTime, AddsAndSubtractsOnTheLocalCalendar)
     EXPECT_EQ(DateTime::diff_seconds(at(2100, 1, 1), at(1970, 1, 1)), (130LL * 365 + 32) * 86400);
     useZone("BRT3BRST,M10.3.0/0,M2.3.0/0"); // 20 October 2024 starts at 01:00
     Date day = at(2024, 1, 31).date;
-    EXPECT_TRUE(day.addYMD(0, 1, 0) && day.addYMD(0, 7, 18)); // 31 February, and the day without a midnight
+    EXPECT_TRUE(day.addYMD(0, 1, 0));
+    EXPECT_TRUE(day.addYMD(0, 7, 18));
+    // 31 February, and the day without a midnight
     EXPECT_FALSE(day.addYMD(0xFFFFFFFF, 0, 0) || day.addYMD(65536 - 2024, 0, 0));
     EXPECT_EQ(text({day, {}}), "2024-10-20 00:00:00");
 }
@@ -110,7 +114,9 @@ TEST(DateTime, NowIsTheSystemsTimeAndUnusedBitsDoNotCount)
     EXPECT_GE(DateTime::diff_seconds(now, at(1970, 1, 1)), before);
     EXPECT_LE(DateTime::diff_seconds(now, at(1970, 1, 1)), std::time(nullptr));
     const DateTime marked{at(2024, 1, 2).date, {at(0, 0, 0, 23).time.ts | 0x80000000}};
-    EXPECT_TRUE(marked < at(2024, 1, 3, 1) && marked <= at(2024, 1, 2, 23) && marked >= at(2024, 1, 2, 23));
+    EXPECT_TRUE(marked < at(2024, 1, 3, 1));
+    EXPECT_TRUE(marked <= at(2024, 1, 2, 23));
+    EXPECT_TRUE(marked >= at(2024, 1, 2, 23));
 }
 
 } // namespace

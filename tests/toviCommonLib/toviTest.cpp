@@ -21,10 +21,12 @@ TEST(Tovi, DrawsBothEndsAndAllocatesWholeUnitsBehindAHeader)
     u32 drawn = 0;
     for (int i = 0; i < 200; ++i)
         drawn += tovi::randomU32(1) + 200 * tovi::randomU32(0);
-    EXPECT_TRUE(drawn > 0 && drawn < 200) << drawn;
+    EXPECT_TRUE(drawn > 0) << drawn;
+    EXPECT_TRUE(drawn < 200) << drawn;
     tovi::Allocator &heap = *tovi::memory_getSysHeapAllocator();
     void *const four = heap.alloc(1, 4), *const eight = heap.alloc(1, 8);
-    EXPECT_TRUE(heap.getAllocatedSize(four) == 12 && heap.getAllocatedSize(eight) == 16);
+    EXPECT_TRUE(heap.getAllocatedSize(four) == 12);
+    EXPECT_TRUE(heap.getAllocatedSize(eight) == 16);
     heap.dealloc(four);
     heap.dealloc(eight);
 }

@@ -16,19 +16,23 @@ class ComDevSocketTest : public testing::Test
     ComDevSocketTest()
     {
         m_tracer.Init(m_folder.path("trace").c_str(), false, 0, false);
-        EXPECT_TRUE(m_device.Set(("@" + m_ip).c_str(), 0) && m_device.WaitableGroup(m_group, PEER, SERVER));
+        EXPECT_TRUE(m_device.Set(("@" + m_ip).c_str(), 0));
+        EXPECT_TRUE(m_device.WaitableGroup(m_group, PEER, SERVER));
     }
     u32 Ready() { return m_group.wait(PATIENCE_MSEC) == 1 ? m_group.getEventUserParamAsU32(0) : 0; }
     Descriptor Answered(Descriptor client, int answer = 1)
     {
-        EXPECT_TRUE(Ready() == SERVER && m_device.ReceiveServer() == answer);
+        EXPECT_TRUE(Ready() == SERVER);
+        EXPECT_TRUE(m_device.ReceiveServer() == answer);
         return client;
     }
     void ExpectTalk(tovi::ComDevSocket &device, const Descriptor &peer)
     {
         u8 bytes[3] = {};
         peer.write({1, 2});
-        EXPECT_TRUE(Ready() == PEER && device.Receive(3, bytes) == 2 && device.Send(3, bytes));
+        EXPECT_TRUE(Ready() == PEER);
+        EXPECT_TRUE(device.Receive(3, bytes) == 2);
+        EXPECT_TRUE(device.Send(3, bytes));
         EXPECT_EQ(peer.readExactly(3), std::vector<u8>({1, 2, 0}));
     }
     bool Ended(const Descriptor &p) { return p.readExactly(1).empty() && !recv(p.get(), &m_byte, 1, MSG_DONTWAIT); }
@@ -62,9 +66,13 @@ TEST_F(ComDevSocketTest, ClientIsSafeForAMinute)
 TEST_F(ComDevSocketTest, PeerThatClosedMakesRoomAtOnce)
 {
     Answered(connectTo(m_ip, 8283)).reset();
-    EXPECT_TRUE(Ready() == PEER && m_device.Receive(65536, &m_byte) == -3);
-    EXPECT_TRUE(Traced("ComDevSocket::Receive(size_t size 65536l)") && m_device.Receive(65535, &m_byte) == -2);
-    EXPECT_TRUE(m_device.Receive(1, &m_byte) == 0 && !m_device.Send(1, &m_byte) && !m_device.Close());
+    EXPECT_TRUE(Ready() == PEER);
+    EXPECT_TRUE(m_device.Receive(65536, &m_byte) == -3);
+    EXPECT_TRUE(Traced("ComDevSocket::Receive(size_t size 65536l)"));
+    EXPECT_TRUE(m_device.Receive(65535, &m_byte) == -2);
+    EXPECT_TRUE(m_device.Receive(1, &m_byte) == 0);
+    EXPECT_TRUE(!m_device.Send(1, &m_byte));
+    EXPECT_TRUE(!m_device.Close());
     const Descriptor next = Answered(connectTo(m_ip, 8283));
     EXPECT_TRUE(Traced("New socket connection. Previous is CLOSED."));
     ExpectTalk(m_device, next);
@@ -136,7 +144,8 @@ TEST_F(ComDevSocketTest, AClientConnectsAgainToWhereItWas)
 {
     u16 port = 0;
     Descriptor station = listenAnywhere(&port);
-    ASSERT_TRUE(m_device.Set("127.0.0.1", port) && m_device.WaitableGroup(m_group, PEER, SERVER));
+    ASSERT_TRUE(m_device.Set("127.0.0.1", port));
+    ASSERT_TRUE(m_device.WaitableGroup(m_group, PEER, SERVER));
     for (int i = 0; i < 2; ++i)
     {
         Descriptor accepted(accept(station.get(), nullptr, nullptr));
@@ -157,7 +166,8 @@ TEST_F(ComDevSocketTest, AClientConnectsAgainToWhereItWas)
 TEST_F(ComDevSocketTest, AddressesAndPortsHaveBounds)
 {
     const auto set = [](const std::string &to, int port) { return tovi::ComDevSocket(nullptr).Set(to.c_str(), port); };
-    EXPECT_TRUE(set("@" + m_ip, 65535) && set("", 10000 + getpid() % 20000));
+    EXPECT_TRUE(set("@" + m_ip, 65535));
+    EXPECT_TRUE(set("", 10000 + getpid() % 20000));
     EXPECT_FALSE(set("@" + std::string(25, '0') + "177" + m_ip.substr(3), 0) || set("@10.0.0.300", 0));
     for (const std::string &channel : {std::string(), std::string("127.0.0.1"), "@" + m_ip})
         EXPECT_FALSE(set(channel, -1) || set(channel, 65536)) << channel;

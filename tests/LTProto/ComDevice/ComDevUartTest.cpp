@@ -23,11 +23,15 @@ TEST(ComDevUart, OpensItsLastDeviceAgain)
     EXPECT_FALSE(device.IsConnected() || device.Close() || device.WaitableGroupRelink());
     EXPECT_FALSE(device.Set("/dev/null", 115200)); // opens half way
     EXPECT_FALSE(device.IsConnected());
-    ASSERT_TRUE(device.Set(pty.device().c_str(), 115200) && device.WaitableGroup(group, PEER, 0));
+    ASSERT_TRUE(device.Set(pty.device().c_str(), 115200));
+    ASSERT_TRUE(device.WaitableGroup(group, PEER, 0));
     EXPECT_EQ(device.WaitingTimeout(), 250U);
-    EXPECT_TRUE(device.Close() && device.Set("", 4000000) && device.WaitableGroupRelink());
+    EXPECT_TRUE(device.Close());
+    EXPECT_TRUE(device.Set("", 4000000));
+    EXPECT_TRUE(device.WaitableGroupRelink());
     farEnd.write({1, 2, 3});
-    ASSERT_TRUE(group.wait(PATIENCE_MSEC) == 1 && group.getEventUserParamAsU32(0) == PEER);
+    ASSERT_TRUE(group.wait(PATIENCE_MSEC) == 1);
+    ASSERT_TRUE(group.getEventUserParamAsU32(0) == PEER);
     u8 bytes[4] = {};
     EXPECT_EQ(device.Receive(0, bytes), 0); // no lost line
     EXPECT_EQ(device.Receive(4, bytes), 3);
@@ -36,7 +40,8 @@ TEST(ComDevUart, OpensItsLastDeviceAgain)
     EXPECT_EQ(farEnd.readExactly(3), std::vector<u8>({1, 2, 3}));
     farEnd.reset();
     EXPECT_EQ(device.Receive(4, bytes), tovi::ComDevice::RECEIVE_PEER_CLOSED);
-    EXPECT_TRUE(!device.IsConnected() && group.wait(0) == 0);
+    EXPECT_TRUE(!device.IsConnected());
+    EXPECT_TRUE(group.wait(0) == 0);
     EXPECT_EQ(device.Receive(4, bytes), 0);
     EXPECT_FALSE(device.Send(3, bytes));
 }
@@ -49,8 +54,12 @@ TEST(ComDevUart, CountsTheTimeThatBytesNeedOnTheLine)
     EXPECT_EQ(device.SendingMSec(), 0U);
     std::vector<u8> bytes(5009);
     ASSERT_TRUE(device.Send(5009, bytes.data()));
-    EXPECT_TRUE(device.SendingMSec() > 0 && device.SendingMSec() <= 435);
-    EXPECT_TRUE(device.Close() && device.SendingMSec() == 0 && device.Set("", 115200)); // nothing leaves a lost line
+    EXPECT_TRUE(device.SendingMSec() > 0);
+    EXPECT_TRUE(device.SendingMSec() <= 435);
+    EXPECT_TRUE(device.Close());
+    EXPECT_TRUE(device.SendingMSec() == 0);
+    EXPECT_TRUE(device.Set("", 115200));
+    // nothing leaves a lost line
     testing::internal::CaptureStdout();
     EXPECT_FALSE(device.Send(30000, std::vector<u8>(30000).data()));
     EXPECT_TRUE(testing::internal::GetCapturedStdout().starts_with("ERR UartSend len 30000 sended "));

@@ -45,11 +45,15 @@ TEST_F(LogTracer, IsTrueWhenTheFileHasTheLineOrThereIsNoneToWrite)
     m_tracer.Init("/dev/full", false, 0, true);
     EXPECT_FALSE(m_tracer.Trace("a"));
     m_tracer.Init("log", true, 0, true);
-    EXPECT_TRUE(m_tracer.Trace("\0b"s) && m_tracer.Trace(std::string().c_str(), 0));
-    EXPECT_TRUE(!m_tracer.CloseFile() && !m_folder.holds("log"));
-    EXPECT_TRUE(m_tracer.Trace("%s", "b") && m_tracer.CloseFile());
+    EXPECT_TRUE(m_tracer.Trace("\0b"s));
+    EXPECT_TRUE(m_tracer.Trace(std::string().c_str(), 0));
+    EXPECT_TRUE(!m_tracer.CloseFile());
+    EXPECT_TRUE(!m_folder.holds("log"));
+    EXPECT_TRUE(m_tracer.Trace("%s", "b"));
+    EXPECT_TRUE(m_tracer.CloseFile());
     m_tracer.Init(static_cast<const char *>(nullptr), true, 0, false);
-    EXPECT_TRUE(m_tracer.Trace("c") && m_tracer.Trace("c"s)) << "off";
+    EXPECT_TRUE(m_tracer.Trace("c")) << "off";
+    EXPECT_TRUE(m_tracer.Trace("c"s)) << "off";
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
               "7%\na\nERR: log file /dev/full cannot be written: not a regular file\nb\n");
     EXPECT_EQ(m_folder.read("log"), "b\n");
@@ -59,7 +63,8 @@ TEST_F(LogTracer, PrefixHasTheDecimalsAskedFor)
 {
     m_tracer.Init(9);
     m_tracer.Init("log", true, 0, false);
-    EXPECT_TRUE(m_tracer.Trace("a") && m_tracer.Trace("b"s));
+    EXPECT_TRUE(m_tracer.Trace("a"));
+    EXPECT_TRUE(m_tracer.Trace("b"s));
     std::string lines = m_folder.read("log");
     std::ranges::replace_if(
         lines, [](char c) { return c >= '0' && c <= '9'; }, '0');
@@ -70,7 +75,8 @@ TEST_F(LogTracer, TextIsAFormatWithoutArgumentsAndComesOutWhole)
 {
     const std::string text(150000, 'x');
     m_tracer.Init("log", true, 0, false);
-    EXPECT_TRUE(m_tracer.Trace("100%% %s%n of 50% z\0hidden"s) && m_tracer.Trace("<%s>", text.c_str()));
+    EXPECT_TRUE(m_tracer.Trace("100%% %s%n of 50% z\0hidden"s));
+    EXPECT_TRUE(m_tracer.Trace("<%s>", text.c_str()));
     for (const u32 len : {3U, 1U})
         EXPECT_TRUE(m_tracer.TraceHex("%s ", reinterpret_cast<const u8 *>("abc"), len, '-', " %"));
     EXPECT_EQ(m_folder.read("log"), "100%  of 50% z\n<" + text + ">\n%s 61-62-63 %\n%s 61 %\n");
@@ -188,7 +194,8 @@ TEST_F(LogTracer, LinesOfTwoThreadsStayWhole)
     traceAll();
     other.join();
     const std::string log = m_folder.read("log");
-    EXPECT_TRUE(log.size() == 4000 && log == log.substr(4) + "abc\n");
+    EXPECT_TRUE(log.size() == 4000);
+    EXPECT_TRUE(log == log.substr(4) + "abc\n");
 }
 
 } // namespace

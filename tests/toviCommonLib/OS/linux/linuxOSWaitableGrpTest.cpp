@@ -6,9 +6,12 @@
 TEST(WaitableGrp, ASecondAddFailsAndWhatAHandlerRemovesIsGoneFromTheBatch)
 {
     OSEvent one, other;
-    ASSERT_TRUE(platform::event_open(&one) && platform::event_open(&other));
+    ASSERT_TRUE(platform::event_open(&one));
+    ASSERT_TRUE(platform::event_open(&other));
     OSWaitableGrp group;
-    EXPECT_TRUE(group.addEvent(one, 1u) && group.addEvent(other, 2u) && !group.addEvent(one, 4u));
+    EXPECT_TRUE(group.addEvent(one, 1u));
+    EXPECT_TRUE(group.addEvent(other, 2u));
+    EXPECT_TRUE(!group.addEvent(one, 4u));
     EXPECT_EQ(group.wait(1), 0);
     platform::event_fire(one);
     platform::event_fire(other);
@@ -17,7 +20,8 @@ TEST(WaitableGrp, ASecondAddFailsAndWhatAHandlerRemovesIsGoneFromTheBatch)
     group.removeEvent(*group.getEventSrcAsOSEvent(0)); // the group's own copy
     EXPECT_EQ(group.getEventOrigin(1), OSWaitableGrp::eEventOrigin::osevent);
     EXPECT_EQ(group.getEventOrigin(0), OSWaitableGrp::eEventOrigin::deleted);
-    EXPECT_TRUE(group.getEventUserParamAsU32(0) == 0 && group.getEventSrcAsOSEvent(0) == nullptr);
+    EXPECT_TRUE(group.getEventUserParamAsU32(0) == 0);
+    EXPECT_TRUE(group.getEventSrcAsOSEvent(0) == nullptr);
     platform::event_close(one);
     platform::event_close(other);
 }
@@ -27,14 +31,18 @@ TEST(WaitableGrp, OneDrainSilencesAQueueAndAnyHandleRemovesIt)
     HThreadMsgR r;
     HThreadMsgW w;
     OSWaitableGrp group;
-    ASSERT_TRUE(tovi::thread::createMsgQ(&r, &w) && group.addMsgQ(r, 3u));
+    ASSERT_TRUE(tovi::thread::createMsgQ(&r, &w));
+    ASSERT_TRUE(group.addMsgQ(r, 3u));
     tovi::thread::pushMsg(w, 1, 1);
     tovi::thread::pushMsg(w, 1, 2);
     EXPECT_EQ(group.wait(0), 1);
     tovi::thread::sMsg msg;
-    EXPECT_TRUE(tovi::thread::popMsg(r, &msg) && tovi::thread::popMsg(r, &msg) && group.wait(0) == 0);
+    EXPECT_TRUE(tovi::thread::popMsg(r, &msg));
+    EXPECT_TRUE(tovi::thread::popMsg(r, &msg));
+    EXPECT_TRUE(group.wait(0) == 0);
     OSEvent event;
-    EXPECT_TRUE(tovi::thread::getMsgQEvent(r, &event) && platform::event_wasFired(event, 0)) << "a pop resets nothing";
+    EXPECT_TRUE(tovi::thread::getMsgQEvent(r, &event)) << "a pop resets nothing";
+    EXPECT_TRUE(platform::event_wasFired(event, 0)) << "a pop resets nothing";
     tovi::thread::pushMsg(w, 1, 3);
     group.removeMsgQ(HThreadMsgR{w.uid});
     EXPECT_EQ(group.wait(0), 0);
