@@ -62,8 +62,8 @@ TEST_F(LTDataTest, WhatIsRefusedChangesAndPostsNothing)
                  r.SendVar(q, 4, FILE_ID, 1, "z") || r.SendVar(q, FILE_ID, 4, FILE_ID, 1, "z") ||
                  r.SendDataRaw(q, 4, NULL_DATA, 1, "z") || r.SendRequest(q)); // a ticket cannot be asked for
     EXPECT_TRUE(r.m_request);
-    EXPECT_TRUE(r.m_elemType == TICKET_ID);
-    EXPECT_TRUE(r.m_dataBuffer.ToHex() == "2a");
+    EXPECT_EQ(r.m_elemType, TICKET_ID);
+    EXPECT_EQ(r.m_dataBuffer.ToHex(), "2a");
     EXPECT_TRUE(r.SendVar(q));
     EXPECT_TRUE(r.SendVar(q, 4, -5, 1));
     EXPECT_TRUE(r.SendVar(q, 5, 2.5F, 1));
@@ -92,9 +92,9 @@ TEST_F(LTDataTest, WhatIsRefusedChangesAndPostsNothing)
         EXPECT_EQ(queue.next(), posted);
     char bytes[] = "....";
     EXPECT_TRUE(r.Set(STRING_UTF, 2, "ab"));
-    EXPECT_TRUE(r.Encode(4, bytes) == 0);
-    EXPECT_TRUE(bytes[0] == '.');
-    EXPECT_TRUE(r.Encode(3, bytes) == 3);
+    EXPECT_EQ(r.Encode(4, bytes), 0);
+    EXPECT_EQ(bytes[0], '.');
+    EXPECT_EQ(r.Encode(3, bytes), 3);
     EXPECT_STREQ(bytes, "\aab."); // the size is the least length wanted
 }
 

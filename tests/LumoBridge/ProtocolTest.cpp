@@ -19,7 +19,7 @@ class ProtocolTest : public testing::Test
     }
     void SetUp() override
     {
-        ASSERT_TRUE(Init(m_thread, m_in.read, m_out.write) == 0);
+        ASSERT_EQ(Init(m_thread, m_in.read, m_out.write), 0);
         ASSERT_TRUE(m_thread.Start());
     }
     void Exchange(const std::vector<eMqCommand> &commands, const std::vector<eMqCommand> &replies)
@@ -105,7 +105,7 @@ TEST_F(ProtocolTest, ASubscriberComesBackToItsMainStationUntilItIsStopped)
 TEST_F(ProtocolTest, StartsAfterAGoodInitAloneAndStopsOnce)
 {
     EXPECT_TRUE(m_thread.Stop());
-    EXPECT_TRUE(!m_thread.Stop());
+    EXPECT_FALSE(m_thread.Stop());
     // even before its first step
     Protocol noLink(nullptr, m_in.load, m_out.load), noRead(nullptr, m_in.load, m_out.load),
         noWrite(nullptr, m_in.load, m_out.load);

@@ -26,7 +26,7 @@ class DocumentsTest : public BridgeTest
             }
         }
         ASSERT_TRUE(steps > 20) << document;
-        ASSERT_TRUE(!HasFailure()) << document;
+        ASSERT_FALSE(HasFailure()) << document;
     }
 
   private:

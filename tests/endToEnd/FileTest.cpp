@@ -105,7 +105,7 @@ class FileTest : public UartTest
         m_client->send(negotiation(asked, number(blockLen, 2)));
         for (u32 nr = 1; nr <= file.size() / blockLen + 1; ++nr)
         {
-            ASSERT_TRUE(reply() == blockOf(file, nr, blockLen)) << nr;
+            ASSERT_EQ(reply(), blockOf(file, nr, blockLen)) << nr;
             m_client->send(ACK);
         }
         // Nothing follows the last ACK in the same read.
@@ -165,14 +165,14 @@ TEST_P(FileLinkTest, FilesOfEverySizePassBothWays)
         const Bytes file = contentOf(size);
         ASSERT_NO_FATAL_FAILURE(upload(file, blockLen, "05 00 07"));
         const std::string path = announced(7);
-        EXPECT_TRUE(readFile(path) == textOf(file));
+        EXPECT_EQ(readFile(path), textOf(file));
         struct stat info = {};
-        EXPECT_TRUE(stat(path.c_str(), &info) == 0);
-        EXPECT_TRUE((info.st_mode & 0777U) == 0640);
+        EXPECT_EQ(stat(path.c_str(), &info), 0);
+        EXPECT_EQ((info.st_mode & 0777U), 0640);
 
         const std::string offered = offer("offered", file, "00 00 00 09");
         ASSERT_NO_FATAL_FAILURE(download(file, large, blockLen, "05 00 09"));
-        EXPECT_TRUE(readFile(offered) == textOf(file)); // it stays
+        EXPECT_EQ(readFile(offered), textOf(file)); // it stays
         EXPECT_EQ(exchange("33 05 00 0A"), framed("66 FF FF FF FF 80 " + number(ticket, 4)));
         EXPECT_EQ(m_smu.receive(), "90 02 00 00 00 00 00 0a");
         offer("offered", file, "00 00 00 0A");
@@ -187,7 +187,7 @@ TEST_F(FileTest, LargestBlocksMoveFiveMegabytesEachWay)
     const Bytes file = contentOf(5 << 20U);
     EXPECT_EQ(exchange(negotiation(65535, "05 00 07")), framed(negotiation(65535, "FF F6")));
     ASSERT_NO_FATAL_FAILURE(upload(file, 65526, "05 00 07"));
-    EXPECT_TRUE(readFile(announced(7)) == textOf(file));
+    EXPECT_EQ(readFile(announced(7)), textOf(file));
     offer("offered", file, "00 00 00 09");
     ASSERT_NO_FATAL_FAILURE(download(file, 65526, 65526, "05 00 09"));
 }
@@ -203,7 +203,7 @@ TEST_F(FileTest, BlocksOfAReceptionKeepTheirOrder)
         EXPECT_EQ(exchange(blockOf(file, nr, 1000)), framed(ACK));
     EXPECT_EQ(exchange(blockOf(file, 1, 1000)), framed("2A 02 00 04")); // neither the next nor the last one
     EXPECT_EQ(exchange(blockOf(file, 3, 1000)), framed(ACK));
-    EXPECT_TRUE(readFile(announced(7)) == textOf(file));
+    EXPECT_EQ(readFile(announced(7)), textOf(file));
     EXPECT_EQ(exchange(blockOf(file, 3, 1000)), framed("2A 02 00 04")); // it is over
 }
 
@@ -219,7 +219,7 @@ TEST_F(FileTest, WhatIsNoNegotiationIsRefused)
     // A file that the client told of goes under the ticket that is its id.
     EXPECT_EQ(exchange("66 FF FF FF FE 05 00 00 00 07 05 00 00 00 07"), framed(ACK));
     ASSERT_NO_FATAL_FAILURE(upload(contentOf(10), 1000, "80 00 00 00 07"));
-    EXPECT_TRUE(readFile(announced(7)) == textOf(contentOf(10)));
+    EXPECT_EQ(readFile(announced(7)), textOf(contentOf(10)));
 }
 
 TEST_F(FileTest, AReceptionThatIsCutOffLeavesNothing)
@@ -257,7 +257,7 @@ TEST_F(FileTest, AFileThatIsNotTakenIsGivenUpAndDeleted)
         m_client->send("AA 00 00 00 C3 50 03 E8");
         for (int i = 0; i < 4; ++i)
         {
-            EXPECT_TRUE(reply() == blockOf(file, 1, 1000));
+            EXPECT_EQ(reply(), blockOf(file, 1, 1000));
             if (i < 3 || !clientLeaves)
                 m_client->send(NACK);
         }
@@ -358,7 +358,7 @@ TEST_F(FileTest, OnAFullDiskEveryAcknowledgedByteIsThere)
     for (u32 nr : {1U, 2U})
         EXPECT_EQ(exchange(blockOf(file, nr, 1000)), framed(ACK));
     EXPECT_EQ(exchange(blockOf(file, 3, 1000)), framed("2A 02 00 03")); // only a half of it fits
-    EXPECT_TRUE(readFile(m_received + received().front()) == textOf({file.begin(), file.begin() + 2000}));
+    EXPECT_EQ(readFile(m_received + received().front()), textOf({file.begin(), file.begin() + 2000}));
     EXPECT_EQ(exchange("33 06 00 00 00 04"), framed("66 FF FF FF FF 80 00 00 00 00")); // values go on
 }
 
@@ -387,7 +387,7 @@ TEST_F(FileTest, ASecondBridgeInTheFolderRefusesFilesTouchesNothingAndRelaysAllE
     client.send("33 06 00 00 00 04");
     EXPECT_EQ(client.receive(), framed("66 FF FF FF FF 80 00 00 00 00"));
     EXPECT_EQ(received(), before);
-    EXPECT_TRUE(readFile(path) == textOf(file));
+    EXPECT_EQ(readFile(path), textOf(file));
 }
 
 TEST_F(FileTest, WithoutAFolderFilesAreRefusedAndValuesGoOn)

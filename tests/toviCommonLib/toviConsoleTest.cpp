@@ -64,7 +64,7 @@ TEST(TerminalConsole, CtrlCCallsTheCallbackTrappedLastUntilTheNextStart)
     raise(SIGINT); // the end takes nothing back
     platform::console_internal_init();
     raise(SIGINT);
-    EXPECT_TRUE(first == 3) << first << second;
-    EXPECT_TRUE(second == 1) << first << second;
+    EXPECT_EQ(first, 3) << first << second;
+    EXPECT_EQ(second, 1) << first << second;
     std::signal(SIGINT, before);
 }

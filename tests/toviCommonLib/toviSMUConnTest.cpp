@@ -10,8 +10,8 @@ TEST(SMUConn, EncodesWhatFitsAndDecodesFourBytesAndMore)
 {
     std::vector<u8> large(70000), bytes = Hex("61 62 EE EE EE EE EE");
     u8 *const out = bytes.data();
-    EXPECT_TRUE(SMUConn::encodeMsgInPlace(1, 2, out, 2, 5) == 0);
-    EXPECT_TRUE(SMUConn::encodeMsgInPlace(0x9001, 7, out, 2, 6) == 6);
+    EXPECT_EQ(SMUConn::encodeMsgInPlace(1, 2, out, 2, 5), 0);
+    EXPECT_EQ(SMUConn::encodeMsgInPlace(0x9001, 7, out, 2, 6), 6);
     EXPECT_EQ(bytes, Hex("90 01 00 07 61 62 EE"));
     EXPECT_EQ(SMUConn::encodeMsg(1, 2, "d", 1, "ef", 2, out, 6), 0);
     EXPECT_EQ(SMUConn::encodeMsg(0x9002, 8, "d", 1, "ef", 2, out, 7), 7);
@@ -20,10 +20,10 @@ TEST(SMUConn, EncodesWhatFitsAndDecodesFourBytesAndMore)
     SMUConn::sDecodedMsg msg;
     EXPECT_FALSE(SMUConn::decodeMsg(out, 3, &msg));
     EXPECT_TRUE(SMUConn::decodeMsg(out, 4, &msg));
-    EXPECT_TRUE(msg.payload == nullptr);
-    EXPECT_TRUE(msg.payloadLen == 0);
-    EXPECT_TRUE(msg.what == 0x9002);
-    EXPECT_TRUE(msg.userValue == 8);
+    EXPECT_EQ(msg.payload, nullptr);
+    EXPECT_EQ(msg.payloadLen, 0);
+    EXPECT_EQ(msg.what, 0x9002);
+    EXPECT_EQ(msg.userValue, 8);
 }
 
 TEST(ProtocolBuffer, KeepsItsBytesWhereverItMoves)
@@ -34,7 +34,7 @@ TEST(ProtocolBuffer, KeepsItsBytesWhereverItMoves)
     buffer.moveCursorTo(2);
     EXPECT_TRUE(buffer.append(base, 2));
     EXPECT_TRUE(buffer.growIncremental(5));
-    EXPECT_TRUE(!buffer.growUpTo(0x40000000));
+    EXPECT_FALSE(buffer.growUpTo(0x40000000));
     buffer.removeFirstNByte(1);
     EXPECT_EQ(std::string(buffer.data(), buffer.data() + buffer.getCursor()), "bab");
     buffer.removeFirstNByte(9);

@@ -25,8 +25,8 @@ TEST(Tovi, DrawsBothEndsAndAllocatesWholeUnitsBehindAHeader)
     EXPECT_TRUE(drawn < 200) << drawn;
     tovi::Allocator &heap = *tovi::memory_getSysHeapAllocator();
     void *const four = heap.alloc(1, 4), *const eight = heap.alloc(1, 8);
-    EXPECT_TRUE(heap.getAllocatedSize(four) == 12);
-    EXPECT_TRUE(heap.getAllocatedSize(eight) == 16);
+    EXPECT_EQ(heap.getAllocatedSize(four), 12);
+    EXPECT_EQ(heap.getAllocatedSize(eight), 16);
     heap.dealloc(four);
     heap.dealloc(eight);
 }

@@ -36,15 +36,15 @@ TEST(ThreadMsgQ, SerializesMostSignificantByteFirst)
 {
     std::vector<u8> payload = Hex("61 62"), bytes(12);
     sMsg msg{0x1234, 0x89ABCDEF, payload.data(), 2};
-    EXPECT_TRUE(serializeMsg(msg, bytes.data(), 11) == 0);
-    EXPECT_TRUE(serializeMsg(msg, bytes.data(), 12) == 12);
+    EXPECT_EQ(serializeMsg(msg, bytes.data(), 11), 0);
+    EXPECT_EQ(serializeMsg(msg, bytes.data(), 12), 12);
     EXPECT_EQ(bytes, Hex("12 34 89 AB CD EF 00 00 00 02 61 62"));
     const u8 *at = nullptr;
     EXPECT_EQ(deserializMsg(bytes.data(), &msg.what, &msg.paramU32, &msg.bufferSize, &at), 12u);
-    EXPECT_TRUE(msg.what == 0x1234);
-    EXPECT_TRUE(msg.paramU32 == 0x89ABCDEF);
-    EXPECT_TRUE(msg.bufferSize == 2);
-    EXPECT_TRUE(at == &bytes[10]);
+    EXPECT_EQ(msg.what, 0x1234);
+    EXPECT_EQ(msg.paramU32, 0x89ABCDEF);
+    EXPECT_EQ(msg.bufferSize, 2);
+    EXPECT_EQ(at, &bytes[10]);
 }
 
 // Through every use of the last slot, whose handles come closest to the invalid one.

@@ -22,16 +22,16 @@ class ComDevSocketTest : public testing::Test
     u32 Ready() { return m_group.wait(PATIENCE_MSEC) == 1 ? m_group.getEventUserParamAsU32(0) : 0; }
     Descriptor Answered(Descriptor client, int answer = 1)
     {
-        EXPECT_TRUE(Ready() == SERVER);
-        EXPECT_TRUE(m_device.ReceiveServer() == answer);
+        EXPECT_EQ(Ready(), SERVER);
+        EXPECT_EQ(m_device.ReceiveServer(), answer);
         return client;
     }
     void ExpectTalk(tovi::ComDevSocket &device, const Descriptor &peer)
     {
         u8 bytes[3] = {};
         peer.write({1, 2});
-        EXPECT_TRUE(Ready() == PEER);
-        EXPECT_TRUE(device.Receive(3, bytes) == 2);
+        EXPECT_EQ(Ready(), PEER);
+        EXPECT_EQ(device.Receive(3, bytes), 2);
         EXPECT_TRUE(device.Send(3, bytes));
         EXPECT_EQ(peer.readExactly(3), std::vector<u8>({1, 2, 0}));
     }
@@ -66,13 +66,13 @@ TEST_F(ComDevSocketTest, ClientIsSafeForAMinute)
 TEST_F(ComDevSocketTest, PeerThatClosedMakesRoomAtOnce)
 {
     Answered(connectTo(m_ip, 8283)).reset();
-    EXPECT_TRUE(Ready() == PEER);
-    EXPECT_TRUE(m_device.Receive(65536, &m_byte) == -3);
+    EXPECT_EQ(Ready(), PEER);
+    EXPECT_EQ(m_device.Receive(65536, &m_byte), -3);
     EXPECT_TRUE(Traced("ComDevSocket::Receive(size_t size 65536l)"));
-    EXPECT_TRUE(m_device.Receive(65535, &m_byte) == -2);
-    EXPECT_TRUE(m_device.Receive(1, &m_byte) == 0);
-    EXPECT_TRUE(!m_device.Send(1, &m_byte));
-    EXPECT_TRUE(!m_device.Close());
+    EXPECT_EQ(m_device.Receive(65535, &m_byte), -2);
+    EXPECT_EQ(m_device.Receive(1, &m_byte), 0);
+    EXPECT_FALSE(m_device.Send(1, &m_byte));
+    EXPECT_FALSE(m_device.Close());
     const Descriptor next = Answered(connectTo(m_ip, 8283));
     EXPECT_TRUE(Traced("New socket connection. Previous is CLOSED."));
     ExpectTalk(m_device, next);

@@ -30,8 +30,8 @@ TEST(ComDevUart, OpensItsLastDeviceAgain)
     EXPECT_TRUE(device.Set("", 4000000));
     EXPECT_TRUE(device.WaitableGroupRelink());
     farEnd.write({1, 2, 3});
-    ASSERT_TRUE(group.wait(PATIENCE_MSEC) == 1);
-    ASSERT_TRUE(group.getEventUserParamAsU32(0) == PEER);
+    ASSERT_EQ(group.wait(PATIENCE_MSEC), 1);
+    ASSERT_EQ(group.getEventUserParamAsU32(0), PEER);
     u8 bytes[4] = {};
     EXPECT_EQ(device.Receive(0, bytes), 0); // no lost line
     EXPECT_EQ(device.Receive(4, bytes), 3);
@@ -40,8 +40,8 @@ TEST(ComDevUart, OpensItsLastDeviceAgain)
     EXPECT_EQ(farEnd.readExactly(3), std::vector<u8>({1, 2, 3}));
     farEnd.reset();
     EXPECT_EQ(device.Receive(4, bytes), tovi::ComDevice::RECEIVE_PEER_CLOSED);
-    EXPECT_TRUE(!device.IsConnected());
-    EXPECT_TRUE(group.wait(0) == 0);
+    EXPECT_FALSE(device.IsConnected());
+    EXPECT_EQ(group.wait(0), 0);
     EXPECT_EQ(device.Receive(4, bytes), 0);
     EXPECT_FALSE(device.Send(3, bytes));
 }
@@ -57,7 +57,7 @@ TEST(ComDevUart, CountsTheTimeThatBytesNeedOnTheLine)
     EXPECT_TRUE(device.SendingMSec() > 0);
     EXPECT_TRUE(device.SendingMSec() <= 435);
     EXPECT_TRUE(device.Close());
-    EXPECT_TRUE(device.SendingMSec() == 0);
+    EXPECT_EQ(device.SendingMSec(), 0);
     EXPECT_TRUE(device.Set("", 115200));
     // nothing leaves a lost line
     testing::internal::CaptureStdout();

@@ -47,8 +47,8 @@ TEST_F(LogTracer, IsTrueWhenTheFileHasTheLineOrThereIsNoneToWrite)
     m_tracer.Init("log", true, 0, true);
     EXPECT_TRUE(m_tracer.Trace("\0b"s));
     EXPECT_TRUE(m_tracer.Trace(std::string().c_str(), 0));
-    EXPECT_TRUE(!m_tracer.CloseFile());
-    EXPECT_TRUE(!m_folder.holds("log"));
+    EXPECT_FALSE(m_tracer.CloseFile());
+    EXPECT_FALSE(m_folder.holds("log"));
     EXPECT_TRUE(m_tracer.Trace("%s", "b"));
     EXPECT_TRUE(m_tracer.CloseFile());
     m_tracer.Init(static_cast<const char *>(nullptr), true, 0, false);
@@ -194,8 +194,8 @@ TEST_F(LogTracer, LinesOfTwoThreadsStayWhole)
     traceAll();
     other.join();
     const std::string log = m_folder.read("log");
-    EXPECT_TRUE(log.size() == 4000);
-    EXPECT_TRUE(log == log.substr(4) + "abc\n");
+    EXPECT_EQ(log.size(), 4000);
+    EXPECT_EQ(log, log.substr(4) + "abc\n");
 }
 
 } // namespace

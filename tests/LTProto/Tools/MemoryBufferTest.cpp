@@ -65,9 +65,9 @@ TEST(MemoryBuffer, CopiesMovesAndSumsGoByTheLengthComparisonsByThePrefix)
     MemoryBuffer copy(shortened);
     EXPECT_EQ(copy, Bytes("01 02"));
     const MemoryBuffer taken(std::move(copy));
-    EXPECT_TRUE(taken == shortened);
-    EXPECT_TRUE(copy.m_len == 0);
-    EXPECT_TRUE(copy.m_ptr == nullptr);
+    EXPECT_EQ(taken, shortened);
+    EXPECT_EQ(copy.m_len, 0);
+    EXPECT_EQ(copy.m_ptr, nullptr);
     EXPECT_EQ(taken + taken + "a" + "\0b"s, Bytes("01 02 01 02 61 00 62"));
     EXPECT_EQ(MemoryBuffer(static_cast<const char *>(nullptr), 4).m_len, 0u);
     const MemoryBuffer &same = shortened;
@@ -75,10 +75,10 @@ TEST(MemoryBuffer, CopiesMovesAndSumsGoByTheLengthComparisonsByThePrefix)
     EXPECT_EQ(shortened.m_len, 0u) << "assigned to itself it is empty";
 
     const MemoryBuffer empty, abc("abc");
-    EXPECT_TRUE(abc.Compare("abcd") == 0);
+    EXPECT_EQ(abc.Compare("abcd"), 0);
     EXPECT_TRUE(empty.Compare(static_cast<const char *>(nullptr)) == 0);
-    EXPECT_TRUE(empty.Compare("a"s) == -1);
-    EXPECT_TRUE(abc.Compare(empty) == 1);
+    EXPECT_EQ(empty.Compare("a"s), -1);
+    EXPECT_EQ(abc.Compare(empty), 1);
     EXPECT_TRUE(abc.Compare(2, "aa") > 0);
     EXPECT_TRUE(abc.Compare("abd") < 0);
     EXPECT_TRUE(abc != MemoryBuffer("abcd"));
@@ -105,19 +105,19 @@ TEST(MemoryBuffer, SubTakesAnEndExtractTakesACount)
     const MemoryBuffer ten = Bytes("00 01 02 03 04 05 06 07 08 09");
     EXPECT_EQ(ten.Sub(2, 5), Bytes("02 03 04"));
     EXPECT_EQ(ten.Sub(8, 0), Bytes("08 09"));
-    EXPECT_TRUE(ten.Sub(5, 5).m_len == 0);
-    EXPECT_TRUE(ten.Sub(10, 0).m_len == 0);
-    EXPECT_TRUE(ten.Extract(10u, 1u).m_len == 0);
+    EXPECT_EQ(ten.Sub(5, 5).m_len, 0);
+    EXPECT_EQ(ten.Sub(10, 0).m_len, 0);
+    EXPECT_EQ(ten.Extract(10u, 1u).m_len, 0);
     EXPECT_EQ(ten.Extract(2u, 5u), Bytes("02 03 04 05 06"));
     EXPECT_EQ(ten.Extract(8u, 0xFFFFFFFFu), Bytes("08 09"));
     u8 out[4] = {};
-    EXPECT_TRUE(ten.Extract(2, out) == 2);
-    EXPECT_TRUE(ten.Extract(out + 2, 9, 9) == 1);
-    EXPECT_TRUE(ten.Extract(out, 10, 1) == 0);
+    EXPECT_EQ(ten.Extract(2, out), 2);
+    EXPECT_EQ(ten.Extract(out + 2, 9, 9), 1);
+    EXPECT_EQ(ten.Extract(out, 10, 1), 0);
     EXPECT_EQ(MemoryBuffer(4, out), Bytes("00 01 09 00"));
     void *copy = nullptr;
-    EXPECT_TRUE(MemoryBuffer().Extract(&copy) == 0);
-    EXPECT_TRUE(copy == nullptr);
+    EXPECT_EQ(MemoryBuffer().Extract(&copy), 0);
+    EXPECT_EQ(copy, nullptr);
     ASSERT_EQ(ten.Extract(&copy), 10u);
     EXPECT_TRUE(MemoryBuffer(10, std::unique_ptr<u8[]>(static_cast<u8 *>(copy)).get()) == ten);
 }

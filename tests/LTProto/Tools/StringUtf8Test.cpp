@@ -65,7 +65,7 @@ TEST(StringUtf8, GivesItsBytesWithoutTerminator)
     EXPECT_EQ(text.Extract(9, out), 3u);
     EXPECT_STREQ(out, "abc.");
     EXPECT_EQ(text.ToHex(2, ' '), "61 62");
-    EXPECT_TRUE(text.Compare("ab") == 0) << "a prefix compares as equal";
+    EXPECT_EQ(text.Compare("ab"), 0) << "a prefix compares as equal";
     EXPECT_TRUE(text != StringUtf8("ab")) << "a prefix compares as equal";
     EXPECT_EQ(MemoryBuffer(text).ToHex(), "616263");
 

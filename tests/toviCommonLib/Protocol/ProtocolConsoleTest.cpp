@@ -99,9 +99,9 @@ TEST_F(Console, SkipsWhatIsNoFrameAndEndsAtACloseFrame)
     for (const std::string &garbage : {"xx"s, "\xC8"s, "\xC8\xA6\xFD\0\0"s, "\xC8\xA6\xFE\xFF\xF9"s})
         EXPECT_EQ(receive(garbage + SHORT), "AB") << testing::PrintToString(garbage);
     EXPECT_TRUE(receive("xxxxx").empty());
-    EXPECT_TRUE(bufferR.getCursor() == 0);
+    EXPECT_EQ(bufferR.getCursor(), 0);
     EXPECT_TRUE(receive("\xC8\xA6\x02" + SHORT).empty());
-    EXPECT_TRUE(result == RES_PROTOCOL_CLOSED);
+    EXPECT_EQ(result, RES_PROTOCOL_CLOSED);
     EXPECT_EQ(sent, "");
 }
 
@@ -116,10 +116,10 @@ TEST_F(Console, OnlyTheComplementOfTheKeyAnswersAGreeting)
     EXPECT_FALSE(greet([](auto s) { return s.substr(0, 11); }));
     EXPECT_STREQ(lastLog, "FAIL\n");
     incoming = "TOVICONSOLE";
-    EXPECT_TRUE(read(0) == 11);
-    EXPECT_TRUE(!console.handshake_serverAnswer(this, nullptr));
+    EXPECT_EQ(read(0), 11);
+    EXPECT_FALSE(console.handshake_serverAnswer(this, nullptr));
     incoming = "*"; // 2A
-    EXPECT_TRUE(read(0) == 1);
+    EXPECT_EQ(read(0), 1);
     EXPECT_TRUE(console.handshake_serverAnswer(this, nullptr));
     EXPECT_TRUE(sent.ends_with("TOVICONSOLE\xD5"));
     failure = RES_CHANNEL_CLOSED;

@@ -45,7 +45,7 @@ TEST_F(LinuxOSFS, RenamesInCanonicalFormWithin512BytesAndDeletes)
     EXPECT_FALSE(rename("a b", "d") || rename(slashes + "/c", "d") || rename("c", slashes + "/d"));
     EXPECT_TRUE(rename(slashes + "c", "d"));
     EXPECT_TRUE(FS_fileDelete(in("d")));
-    EXPECT_TRUE(!FS_fileDelete(in("d")));
+    EXPECT_FALSE(FS_fileDelete(in("d")));
 }
 
 TEST_F(LinuxOSFS, ListsMatchingFilesAndEveryFolderUntilItEnds)

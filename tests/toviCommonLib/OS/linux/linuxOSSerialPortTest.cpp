@@ -34,14 +34,14 @@ TEST_F(SerialPort, PassesEveryByteAndReportsAHangUp)
     ASSERT_TRUE(Open());
     OSWaitableGrp group;
     ASSERT_TRUE(group.addSerialPort(m_port, 5u));
-    ASSERT_TRUE(group.wait(0) == 0);
+    ASSERT_EQ(group.wait(0), 0);
     EXPECT_EQ(platform::serialPort_readNoWait(m_port, m_bytes, 1), -1);
     std::vector<u8> all(256);
     for (size_t i = 0; i < all.size(); ++i)
         all[i] = static_cast<u8>(i);
     m_farEnd.write(all);
-    ASSERT_TRUE(group.wait(PATIENCE_MSEC) == 1);
-    ASSERT_TRUE(group.getEventUserParamAsU32(0) == 5);
+    ASSERT_EQ(group.wait(PATIENCE_MSEC), 1);
+    ASSERT_EQ(group.getEventUserParamAsU32(0), 5);
     EXPECT_EQ(group.getEventSrcAsOSSerialPort(0)->fd, m_port.fd);
     ASSERT_EQ(platform::serialPort_readBuffer(m_port, m_bytes, sizeof m_bytes), all.size());
     EXPECT_TRUE(std::equal(all.begin(), all.end(), m_bytes));
@@ -72,11 +72,11 @@ TEST_F(SerialPort, OpensWithTheSettingsAskedForAndRefusesOtherRates)
     EXPECT_EQ(platform::serialPort_getMode(m_port), eRS232Mode::blocking);
     termios applied{};
     tcgetattr(m_port.fd, &applied);
-    EXPECT_TRUE(applied.c_cc[VMIN] == 3);
-    EXPECT_TRUE(applied.c_cc[VTIME] == 0);
-    EXPECT_TRUE(applied.c_lflag == m_port.config.c_lflag);
+    EXPECT_EQ(applied.c_cc[VMIN], 3);
+    EXPECT_EQ(applied.c_cc[VTIME], 0);
+    EXPECT_EQ(applied.c_lflag, m_port.config.c_lflag);
     EXPECT_TRUE(platform::serialPort_setAsNonBlocking(m_port, 2));
-    EXPECT_TRUE(m_port.config.c_cc[VTIME] == 2);
+    EXPECT_EQ(m_port.config.c_cc[VTIME], 2);
     platform::serialPort_close(m_port);
     EXPECT_FALSE(platform::serialPort_setAsBlocking(m_port, 1));
 }

@@ -72,8 +72,8 @@ TEST_F(SocketTest, ASignalEndsAReadAsATimeoutDoes)
 TEST_F(SocketTest, DescriptorZeroIsNotOpenWhateverItIs)
 {
     const Descriptor before(dup(0));
-    EXPECT_TRUE(dup2(near.get(), 0) == 0);
-    EXPECT_TRUE(socket_write(server, "a", 1) == 1);
+    EXPECT_EQ(dup2(near.get(), 0), 0);
+    EXPECT_EQ(socket_write(server, "a", 1), 1);
     OSSocket zero{0, 0};
     EXPECT_EQ(socket_read(zero, bytes, 8, 1, false) + socket_write(zero, "b", 1), 0);
     EXPECT_FALSE(socket_isOpen(zero) || socket_setReadTimeoutMSec(zero, 1));
@@ -86,13 +86,13 @@ TEST_F(SocketTest, AFiredEventEndsWaitingAndConnecting)
 {
     OSEvent cancel;
     ASSERT_TRUE(event_open(&cancel));
-    ASSERT_TRUE(!event_wasFired(cancel, 0));
+    ASSERT_FALSE(event_wasFired(cancel, 0));
     EXPECT_EQ(socket_waitReadable(client, 1, &cancel), eSocketWait::timedOut);
     EXPECT_EQ(socket_write(server, "a", 1), 1);
     EXPECT_EQ(socket_waitReadable(client, 20000, &cancel), eSocketWait::readable);
     event_fire(cancel);
     EXPECT_TRUE(event_wait(cancel, 0)) << "the wait consumes the firing";
-    EXPECT_TRUE(!event_wait(cancel, 0)) << "the wait consumes the firing";
+    EXPECT_FALSE(event_wait(cancel, 0)) << "the wait consumes the firing";
     EXPECT_TRUE(event_wasFired(cancel, 0)) << "asking does not";
     EXPECT_TRUE(event_wasFired(cancel, 0)) << "asking does not";
     EXPECT_EQ(socket_waitReadable(client, 20000, &cancel), eSocketWait::cancelled);
@@ -116,7 +116,7 @@ TEST_F(SocketTest, TheReserveRefusesConnectionsWhenNoDescriptorIsLeft)
     OSSocket sok;
     for (const Descriptor &refused : waiting)
     {
-        EXPECT_TRUE(!socket_accept(listener, &sok));
+        EXPECT_FALSE(socket_accept(listener, &sok));
         EXPECT_TRUE(reserve.refuse(listener));
         EXPECT_TRUE(refused.readExactly(1).empty());
     }
@@ -145,8 +145,8 @@ TEST(SocketUDP, BringsADatagramAndItsSenderAndAnswers)
 {
     const std::string ip = ownLoopback();
     OSSocket one, other;
-    ASSERT_TRUE(socket_openAsUDP(&one) == eSocketError::none);
-    ASSERT_TRUE(socket_openAsUDP(&other) == eSocketError::none);
+    ASSERT_EQ(socket_openAsUDP(&one), eSocketError::none);
+    ASSERT_EQ(socket_openAsUDP(&other), eSocketError::none);
     EXPECT_EQ(one.readTimeoutMSec, 2000u);
     ASSERT_EQ(socket_UDPbind(one, 8283, eSocketBindMode::aSpecifiIP, ip.c_str()), eSocketError::none);
     u8 bytes[8] = "abcdefg";
@@ -155,12 +155,12 @@ TEST(SocketUDP, BringsADatagramAndItsSenderAndAnswers)
     EXPECT_EQ(socket_UDPReceiveFrom(one, bytes, 3, &from), 3u) << "the rest of the datagram is lost";
     EXPECT_EQ(socket_UDPSendTo(one, bytes + 1, 2, from), 2u);
     EXPECT_EQ(socket_UDPReceiveFrom(other, bytes, 8, &from), 2u);
-    EXPECT_TRUE(bytes[0] == 'b');
-    EXPECT_TRUE(ntohs(from.addr.sin_port) == 8283);
+    EXPECT_EQ(bytes[0], 'b');
+    EXPECT_EQ(ntohs(from.addr.sin_port), 8283);
     EXPECT_TRUE(socket_setReadTimeoutMSec(one, 1));
-    EXPECT_TRUE(socket_UDPReceiveFrom(one, bytes, 8, &from) == 0);
+    EXPECT_EQ(socket_UDPReceiveFrom(one, bytes, 8, &from), 0);
     EXPECT_EQ(socket_UDPSendTo(other, bytes, 65508, from), 0u) << "longer than any datagram";
-    EXPECT_TRUE(socket_UDPbind(other, 1, eSocketBindMode{3}, "") == eSocketError::unsupported);
+    EXPECT_EQ(socket_UDPbind(other, 1, eSocketBindMode{3}, ""), eSocketError::unsupported);
     EXPECT_TRUE(socket_isOpen(other));
     for (OSSocket *sok : {&one, &other}) // sending bound the second one too
         EXPECT_EQ(socket_UDPbind(*sok, 0, eSocketBindMode::anyInterface, ""), eSocketError::alreadyBound);

@@ -11,7 +11,7 @@ TEST(WaitableGrp, ASecondAddFailsAndWhatAHandlerRemovesIsGoneFromTheBatch)
     OSWaitableGrp group;
     EXPECT_TRUE(group.addEvent(one, 1u));
     EXPECT_TRUE(group.addEvent(other, 2u));
-    EXPECT_TRUE(!group.addEvent(one, 4u));
+    EXPECT_FALSE(group.addEvent(one, 4u));
     EXPECT_EQ(group.wait(1), 0);
     platform::event_fire(one);
     platform::event_fire(other);
@@ -20,8 +20,8 @@ TEST(WaitableGrp, ASecondAddFailsAndWhatAHandlerRemovesIsGoneFromTheBatch)
     group.removeEvent(*group.getEventSrcAsOSEvent(0)); // the group's own copy
     EXPECT_EQ(group.getEventOrigin(1), OSWaitableGrp::eEventOrigin::osevent);
     EXPECT_EQ(group.getEventOrigin(0), OSWaitableGrp::eEventOrigin::deleted);
-    EXPECT_TRUE(group.getEventUserParamAsU32(0) == 0);
-    EXPECT_TRUE(group.getEventSrcAsOSEvent(0) == nullptr);
+    EXPECT_EQ(group.getEventUserParamAsU32(0), 0);
+    EXPECT_EQ(group.getEventSrcAsOSEvent(0), nullptr);
     platform::event_close(one);
     platform::event_close(other);
 }
@@ -39,7 +39,7 @@ TEST(WaitableGrp, OneDrainSilencesAQueueAndAnyHandleRemovesIt)
     tovi::thread::sMsg msg;
     EXPECT_TRUE(tovi::thread::popMsg(r, &msg));
     EXPECT_TRUE(tovi::thread::popMsg(r, &msg));
-    EXPECT_TRUE(group.wait(0) == 0);
+    EXPECT_EQ(group.wait(0), 0);
     OSEvent event;
     EXPECT_TRUE(tovi::thread::getMsgQEvent(r, &event)) << "a pop resets nothing";
     EXPECT_TRUE(platform::event_wasFired(event, 0)) << "a pop resets nothing";
