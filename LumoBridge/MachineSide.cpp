@@ -2,6 +2,7 @@
 
 #include "LumoBridge/Keyboard.h"
 #include "toviCommonLib/OS/linux/linuxOS.h"
+#include "toviCommonLib/OS/linux/linuxOSConsole.h"
 #include "toviCommonLib/OS/linux/linuxOSTermination.h"
 
 #include <utility>
@@ -53,6 +54,7 @@ void MachineSide::run()
         setInterest();
         const bool busy = (m_machineHasMore && mayReadMachine()) || (m_clientHasMore && maySendToMachine());
         const u8 n = m_wg.wait(busy ? 0 : WAIT_MSEC);
+        const platform::ConsoleTurn turn;
         noteEvents(n);
         if (m_running && m_machineHasMore && mayReadMachine())
             readMachine();

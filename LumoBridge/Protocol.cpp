@@ -1,5 +1,6 @@
 #include "LumoBridge/Protocol.h"
 
+#include "toviCommonLib/OS/linux/linuxOSConsole.h"
 #include "toviCommonLib/toviByteOrder.h"
 
 #include <algorithm>
@@ -122,6 +123,7 @@ void Protocol::Process()
         m_comProtocol.ReceivePause(m_toMain.MustStop());
         const bool leftOver = std::exchange(m_mqHasMore, false);
         const u8 n = m_wg.wait(leftOver ? 0 : std::min(m_comProtocol.IdleIn(), m_comProtocol.WaitingTimeout()));
+        const platform::ConsoleTurn turn;
         for (u8 i = 0; i < n; ++i)
             HandleEvent(m_wg.getEventUserParamAsU32(i));
         if (leftOver)

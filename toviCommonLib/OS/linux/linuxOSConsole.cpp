@@ -50,6 +50,14 @@ void onCtrlC(int)
     errno = savedErrno;
 }
 
+ConsoleOutput &standardOutput()
+{
+    static ConsoleOutput output(STDOUT_FILENO);
+    return output;
+}
+
+thread_local int turns = 0; // of this thread, one inside another
+
 } // namespace
 
 void console_internal_init()
@@ -61,8 +69,18 @@ void console_internal_deinit() {}
 
 void console_write(std::string_view text)
 {
-    static ConsoleOutput output(STDOUT_FILENO);
-    output.write(text);
+    standardOutput().write(text, turns != 0);
+}
+
+ConsoleTurn::ConsoleTurn()
+{
+    ++turns;
+}
+
+ConsoleTurn::~ConsoleTurn()
+{
+    if (--turns == 0)
+        standardOutput().flush();
 }
 
 void console_printLine(const char *format, ...)

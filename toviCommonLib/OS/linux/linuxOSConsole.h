@@ -19,7 +19,18 @@ void console_internal_deinit();
 // Writes whole lines to standard output, past stdio; what nobody reads is lost: ConsoleOutput. Any thread may call it.
 void console_write(std::string_view text);
 
-// The same with the formatted text and a line feed. What would forge a line or move a cursor comes out as
+// While one lives, what its thread writes is gathered and goes out with one call: at its end, with the next line of another
+// thread, or when some 4 KB are there. For the time between two waits.
+class ConsoleTurn
+{
+  public:
+    ConsoleTurn();
+    ~ConsoleTurn();
+    ConsoleTurn(const ConsoleTurn &) = delete;
+    ConsoleTurn &operator=(const ConsoleTurn &) = delete;
+};
+
+// As console_write with the formatted text and a line feed. What would forge a line or move a cursor comes out as
 // tovi::string::visible has it.
 [[gnu::format(printf, 1, 2)]] void console_printLine(const char *format, ...);
 

@@ -15,6 +15,7 @@ namespace
 
 constexpr u64 LOOK_MSEC = 100;
 constexpr size_t PIPE_PIECE_LEN = 4096; // a pipe that polls as writable has room for it
+constexpr size_t GATHERED_LEN_MAX = PIPE_PIECE_LEN;
 constexpr size_t SHARED_PIECE_LEN = 64; // as much as a terminal that polls as writable is trusted with
 
 u64 nowMSec()
@@ -26,6 +27,11 @@ u64 nowMSec()
 bool isSame(const struct stat &a, const struct stat &b)
 {
     return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_rdev == b.st_rdev && a.st_mode == b.st_mode;
+}
+
+u64 lineCount(std::string_view lines)
+{
+    return static_cast<u64>(std::count(lines.begin(), lines.end(), '\n'));
 }
 
 int openAnew(int descriptor)
@@ -42,24 +48,51 @@ ConsoleOutput::~ConsoleOutput()
         close(m_terminal);
 }
 
-void ConsoleOutput::write(std::string_view text)
+void ConsoleOutput::write(std::string_view text, bool more)
 {
     const std::lock_guard lock(m_mutex);
+    if (m_gathered.size() + text.size() > GATHERED_LEN_MAX)
+        sendGathered();
+    if (more && text.size() <= GATHERED_LEN_MAX)
+    {
+        m_gathered += text;
+        return;
+    }
+    sendGathered();
+    sendLines(text);
+}
+
+void ConsoleOutput::flush()
+{
+    const std::lock_guard lock(m_mutex);
+    sendGathered();
+}
+
+void ConsoleOutput::sendGathered()
+{
+    if (m_gathered.empty())
+        return;
+    sendLines(m_gathered);
+    m_gathered.clear();
+}
+
+void ConsoleOutput::sendLines(std::string_view lines)
+{
     const u64 now = nowMSec();
     look(now);
     if (!catchUp(now))
     {
-        ++m_lost;
+        m_lost += lineCount(lines);
         return;
     }
-    const size_t sent = send(text, now < m_calmUntilMSec ? now : now + PATIENCE_MSEC);
-    if (sent == text.size())
+    const size_t sent = send(lines, now < m_calmUntilMSec ? now : now + PATIENCE_MSEC);
+    if (sent == lines.size())
         return;
     m_calmUntilMSec = nowMSec() + CALM_MSEC;
-    if (sent == 0)
-        ++m_lost;
-    else
-        m_rest = text.substr(sent);
+    const bool isCut = sent != 0 && lines[sent - 1] != '\n';
+    const size_t lostFrom = isCut ? std::min(lines.find('\n', sent), lines.size() - 1) + 1 : sent;
+    m_rest = lines.substr(sent, lostFrom - sent);
+    m_lost += lineCount(lines.substr(lostFrom));
 }
 
 // Tells the kind apart. What the descriptor stands for may change, yet hardly between two lines of a busy moment.

@@ -27,8 +27,10 @@ class ConsoleOutput
     ConsoleOutput(const ConsoleOutput &) = delete;
     ConsoleOutput &operator=(const ConsoleOutput &) = delete;
 
-    // `text` is one line or several that belong together, line feeds included.
-    void write(std::string_view text);
+    // `text` is one line or several, line feeds included. With `more` to come soon it may be gathered with the lines before
+    // and behind it; it goes out with the next text that has none behind it, or by `flush`.
+    void write(std::string_view text, bool more = false);
+    void flush();
 
   private:
     enum class eKind
@@ -44,6 +46,8 @@ class ConsoleOutput
     bool hasRoom(u64 deadlineMSec) const;
     long writePiece(std::string_view text) const;
     size_t send(std::string_view text, u64 deadlineMSec);
+    void sendLines(std::string_view lines);
+    void sendGathered();
     bool catchUp(u64 timeMSec);
 
     const int m_descriptor; // not owned
@@ -53,8 +57,9 @@ class ConsoleOutput
     {
     };                   // what the descriptor was when m_kind was told
     int m_terminal = -1; // owned
-    std::string m_rest;  // of a line that was begun
-    u64 m_lost = 0;      // lines that the output was not yet told of
+    std::string m_gathered;
+    std::string m_rest; // of a line that was begun
+    u64 m_lost = 0;     // lines that the output was not yet told of
     u64 m_calmUntilMSec = 0;
     u64 m_lookAtMSec = 0;
 };

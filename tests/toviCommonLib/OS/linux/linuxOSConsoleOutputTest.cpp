@@ -121,6 +121,36 @@ TEST(ConsoleOutput, WaitsOnceDropsWholeLinesAndTellsHowManyWereLost)
     }
 }
 
+TEST(ConsoleOutput, LinesWithMoreBehindThemGoOutTogether)
+{
+    sEnds ends = make(eOutput::pipe);
+    ConsoleOutput output(ends.writer.get());
+    output.write("a\n", true);
+    EXPECT_EQ(drained(ends.reader), "");
+    output.write("b\n");
+    EXPECT_EQ(drained(ends.reader), "a\nb\n");
+    output.write("c\n", true);
+    output.flush();
+    EXPECT_EQ(drained(ends.reader), "c\n");
+}
+
+TEST(ConsoleOutput, GatheredLinesAreLostWholeAndCountedEach)
+{
+    constexpr size_t LINES = 40000; // 320 KB: more than a pipe holds
+    sEnds ends = make(eOutput::pipe);
+    ConsoleOutput output(ends.writer.get());
+    for (size_t i = 0; i < LINES; ++i)
+        output.write("1234567\n", true);
+    output.flush();
+    std::string read = drained(ends.reader);
+    output.flush();
+    output.write("end\n");
+    read += drained(ends.reader);
+    const size_t whole = std::min(read.find_first_not_of("1234567\n"), read.size()) / 8;
+    const std::string lost = std::to_string(LINES - whole).append(" lines lost: the output was not read\nend\n");
+    EXPECT_EQ(read.substr(whole * 8), lost);
+}
+
 TEST(ConsoleOutput, AReaderThatIsSlowGetsEveryLine)
 {
     sEnds ends = make(eOutput::pipe);
