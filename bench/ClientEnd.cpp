@@ -21,6 +21,7 @@ namespace
 {
 
 constexpr useconds_t RETRY_USEC = 1000;
+constexpr size_t NOTICE_TICKET_OFFSET = 5; // behind ticket and type
 constexpr int CONNECT_TRIES = 5000;
 constexpr useconds_t READ_CHECK_USEC = 200;
 constexpr int READ_CHECKS = 25000;
@@ -210,6 +211,24 @@ void ClientEnd::askSilent(u32 variable)
     const Packet notice = receive(eCommandType::DATA);
     if (readMsbLsbU32(notice.payload.data()) != TICKET_NONE)
         fail("no notice");
+}
+
+// The machine sends values all the time; the request stands in the place of the ACK of one of them.
+void ClientEnd::askInFlood(u32 variable)
+{
+    receive(eCommandType::DATA);
+    send(eCommandType::REQUEST, requestOf(variable));
+    std::optional<u32> awaited;
+    while (true)
+    {
+        const Packet packet = receive(eCommandType::DATA);
+        const u32 ticket = readMsbLsbU32(packet.payload.data());
+        if (ticket == TICKET_NONE)
+            awaited = readMsbLsbU32(packet.payload.data() + NOTICE_TICKET_OFFSET);
+        else if (ticket == awaited)
+            return;
+        acknowledge();
+    }
 }
 
 void ClientEnd::setVariable(u32 variable, u32 value)

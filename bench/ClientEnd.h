@@ -45,6 +45,7 @@ class ClientEnd
 
     void askVariable(u32 variable); // request, notice, value
     void askSilent(u32 variable);   // request and notice alone
+    void askInFlood(u32 variable);  // from the next value on; leaves the answer without its ACK
     void setVariable(u32 variable, u32 value);
     void setBuffer(u32 variable, u32 size); // while values may come, which are passed over without an ACK
     void takeValues(u32 count);             // acknowledges each but the last

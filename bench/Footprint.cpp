@@ -27,10 +27,8 @@ double processorPercent(const sIdle &before, const sIdle &after, double seconds)
     return static_cast<double>(after.processorNSec - before.processorNSec) / 1e7 / seconds;
 }
 
-} // namespace
-
 // The client takes what comes and acknowledges nothing, so that the bridge keeps as many of the machine's values as it ever does.
-void measureFlood(sContext &context)
+void measurePeak(sContext &context)
 {
     constexpr u32 SIZE = 45000; // bytes of a value
     const u32 count = context.scaled(20000, 500);
@@ -44,6 +42,37 @@ void measureFlood(sContext &context)
         flood.join();
         context.results.add("resident memory, flood from both sides", "MB", bridge.process.peakMB());
     }
+}
+
+// The machine answers at once, yet behind all that it has sent before.
+void measureAnswers(sContext &context)
+{
+    for (u32 round = 0; round < context.rounds(); ++round)
+    {
+        BridgeRun bridge(context);
+        bridge.connectClient();
+        bridge.machine.flood(true);
+        bridge.client->setVariable(VARIABLE_SET, 0); // wakes its thread
+        std::vector<double> msec;
+        for (u32 i = 0; i < context.scaled(50, 5); ++i)
+        {
+            const u64 before = nowNSec();
+            bridge.client->askInFlood(VARIABLE_ASKED);
+            msec.push_back(static_cast<double>(nowNSec() - before) / 1e6);
+            bridge.client->acknowledge();
+        }
+        bridge.machine.flood(false);
+        context.results.add("answer in a flood of the machine, median", "ms", median(msec));
+        context.results.add("answer in a flood of the machine, most", "ms", percentile(msec, 1));
+    }
+}
+
+} // namespace
+
+void measureFlood(sContext &context)
+{
+    measurePeak(context);
+    measureAnswers(context);
 }
 
 void measureFootprint(sContext &context)

@@ -26,6 +26,7 @@ constexpr size_t ID_LEN = 4;
 constexpr size_t LINK_STATE_OFFSET = 4;
 constexpr u32 TEMPERATURE = 925;
 constexpr size_t READ_MAX = 65536;
+constexpr u32 FLOOD_BURST = 64;
 
 [[noreturn]] void fail(const std::string &why)
 {
@@ -82,9 +83,22 @@ void MachineEnd::run()
         held.erase(held.begin(), held.begin() + static_cast<std::ptrdiff_t>(takeFrames(held)));
         const size_t before = held.size();
         held.resize(before + READ_MAX);
+        floodUntilReadable();
         n = read(m_link.get(), &held[before], READ_MAX);
         held.resize(before + static_cast<size_t>(std::max<ssize_t>(n, 0)));
     } while (n > 0);
+}
+
+void MachineEnd::floodUntilReadable() const
+{
+    Bytes frame;
+    makeFrame(frame, WHAT_VARIABLE, machineValueOf(VARIABLE_SET, TEMPERATURE));
+    Bytes burst;
+    for (u32 i = 0; i < FLOOD_BURST; ++i)
+        burst.insert(burst.end(), frame.begin(), frame.end());
+    pollfd source{m_link.get(), POLLIN, 0};
+    while (m_floods && ::poll(&source, 1, 0) == 0)
+        m_link.write(burst);
 }
 
 // The bytes of the whole frames at the front, which are handled.
@@ -173,6 +187,11 @@ void MachineEnd::sendBuffers(u32 variable, u32 size, u32 count) const
     makeFrame(frame, WHAT_VARIABLE, payload);
     for (u32 i = 0; i < count; ++i)
         m_link.write(frame);
+}
+
+void MachineEnd::flood(bool on)
+{
+    m_floods = on;
 }
 
 void MachineEnd::announceFile(u16 fileId, const std::string &path) const

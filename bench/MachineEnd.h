@@ -6,6 +6,7 @@
 #include "bench/Packets.h"
 #include "tests/Descriptor.h"
 
+#include <atomic>
 #include <condition_variable>
 #include <mutex>
 #include <string>
@@ -35,6 +36,7 @@ class MachineEnd
 
     void sendValues(u32 variable, u32 count) const;
     void sendBuffers(u32 variable, u32 size, u32 count) const;
+    void flood(bool on); // between two messages of the bridge the thread sends values without end
     void announceFile(u16 fileId, const std::string &path) const;
 
     u64 valuesTaken();
@@ -43,6 +45,7 @@ class MachineEnd
 
   private:
     void run();
+    void floodUntilReadable() const;
     size_t takeFrames(std::span<const u8> bytes);
     void takeMessage(std::span<const u8> message);
     void takeVariable(std::span<const u8> payload);
@@ -53,6 +56,7 @@ class MachineEnd
     Descriptor m_listener;
     Descriptor m_link;
     Bytes m_answer; // of the thread
+    std::atomic<bool> m_floods{false};
 
     std::mutex m_mutex; // guards all below
     std::condition_variable m_changed;

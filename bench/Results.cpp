@@ -51,6 +51,7 @@ constexpr sBar BARS[] = {
     {"Resident memory, ready", "resident memory, ready", eBar::atMost, 4.5},
     {"Resident memory after 1 GB", "resident memory, after 1 GB", eBar::atMost, 6},
     {"Resident memory, most in a flood from both sides", "resident memory, flood from both sides", eBar::atMost, 16},
+    {"Answer in a flood of the machine, most", "answer in a flood of the machine, most", eBar::atMost, 1000},
     {"Start to SMU connection", "start to SMU connection", eBar::atMost, 5},
     {"Daemon for the board, stripped", "armhf daemon, stripped", eBar::atMost, 400},
     {"Checksum on the board", "armhf checksum", eBar::atMost, 5.5},
