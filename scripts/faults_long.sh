@@ -95,11 +95,7 @@ pull_machines_cable() {
         seen_within_12s bridge_has_ended
         wait "$BRIDGE" || { say "the bridge ended with status $?"; return 1; }
         plug
-        : >machine.log
-        start_machine --files offered --journal machine.journal
-        start_bridge
-        served
-        TRIALS=$((TRIALS + 1))
+        start_pair_again
     done
 }
 
