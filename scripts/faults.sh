@@ -7,6 +7,7 @@
 . "$(dirname "$0")/common.sh"
 . scripts/rig.sh
 . scripts/faults_long.sh
+. scripts/faults_world.sh
 
 PROJECT=$PWD
 OUT=$PWD/build/${LUMO_PRESET:-release}/faults
@@ -17,7 +18,7 @@ NOBODY=65534  # what no user's folder belongs to
 
 RUNS=(client_faults machine_faults line_faults stalled_client stalled_machine interrupted descriptors full_disk
     folder_deleted folder_read_only replaced_client machine_resets hung_up_line swallowed_packets pulled_cable
-    machine_asleep floods chance_tcp chance_line killed)
+    machine_asleep floods unread_output two_in_one_folder chance_tcp chance_line killed)
 
 TRANSFERS=(upload 5 up.bin download 8 -odown.bin)
 COMMANDS=("get 4" "set 100 int NNNN" "buffer CAFENNNN" "upload 5 up.bin" "download 7 down.bin")
