@@ -77,8 +77,6 @@ bool LTProto::Init(OSWaitableGrp &wg, u32 idClient, u32 idServer, eComType comTy
     }
     m_comType = comType;
     m_comDevice = std::move(openDevice);
-    if (IsSocket())
-        m_sndRetryCount = m_sndRetryCountMax;
     m_rcvLen = static_cast<size_t>(m_payloadSize) + RECEIVE_RESERVE;
     m_rcvBuffer = std::make_unique<u8[]>(m_rcvLen);
     m_rcvNextPos = m_rcvBuffer.get();
@@ -164,8 +162,7 @@ eReceiveResult LTProto::OnReceiveServer()
 
 bool LTProto::ClientDisconnect()
 {
-    m_sendQueuePacket.clear();
-    m_sendQueueBytes = 0;
+    m_sendQueuePacket.Clear();
     // What was not sent to its end is deleted from disk.
     for (FileToSend &file : m_sendQueueFile)
     {
@@ -177,7 +174,7 @@ bool LTProto::ClientDisconnect()
     m_sentBlock.Reset();
     // The next ticket's number stays: numbers keep rising across connections.
     m_ticketList.Clear();
-    m_sndRetryCount = m_sndRetryCountMax;
+    m_resending.settle();
     m_sndBuffer.reset();
     m_sndBufferLen = 0;
     m_sndBufferLenMax = 0;

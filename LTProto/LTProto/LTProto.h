@@ -5,8 +5,9 @@
 
 #include "LTProto/ComDevice/ComDevice.h"
 #include "LTProto/LTProto/FileToSend.h"
-#include "LTProto/LTProto/PacketToSend.h"
 #include "LTProto/LTProto/RcvFile.h"
+#include "LTProto/LTProto/Resending.h"
+#include "LTProto/LTProto/SendQueue.h"
 #include "LTProto/LTProto/SentBlock.h"
 #include "LTProto/LTProto/TicketList.h"
 #include "LTProto/LTProto/WireFormat.h"
@@ -44,10 +45,8 @@ enum class eReceiveResult : u8
 class LTProto
 {
   public:
-    static constexpr u32 TICKETS_MAX = 4096;               // open at once
-    static constexpr u32 QUEUE_PACKETS_MAX = 1024;         // waiting to be sent
-    static constexpr size_t QUEUE_FILES_MAX = 64;          // waiting to be sent
-    static constexpr size_t QUEUE_BYTES_MAX = 4096 * 1024; // payload bytes of those
+    static constexpr u32 TICKETS_MAX = 4096;      // open at once
+    static constexpr size_t QUEUE_FILES_MAX = 64; // waiting to be sent
 
     // Milliseconds of a clock that is never set back.
     using Clock = u64 (*)();
@@ -219,7 +218,6 @@ class LTProto
     void PacketDump(const char *label, const u8 *data, u32 len, u32 maxBytes);
 
   private:
-    using PacketQueue = std::list<PacketToSend>;
     using FileQueue = std::list<FileToSend>;
     static constexpr char FILE_INDEX_NAME[] = "index.dat";
     static constexpr char FILE_INDEX_BAD_NAME[] = "index.bad";
@@ -241,7 +239,6 @@ class LTProto
     bool PacketSend(eCommandType type, const void *head, u32 headLen, const void *body, u32 bodyLen);
     u8 *SendBufferOfSize(size_t size);
     bool SendBufferWrite();
-    bool SendPending() const { return m_sndRetryCount < m_sndRetryCountMax && m_sndBufferLen > 0; }
     bool TraceIsOn() const;
 
     void PeerClosed();
@@ -262,8 +259,7 @@ class LTProto
     bool TransferUses(TicketNr ticketId) const;
     bool QueuePush(PacketToSend &&packet);
     bool QueueMakeRoom(u32 len);
-    void DropTell();
-    void QueueErase(PacketQueue::iterator packet);
+    void DropTell(u32 dropped);
     bool QueuedSend();
     void IdleRestart();
     bool DeviceReopen();
@@ -321,14 +317,12 @@ class LTProto
     std::unique_ptr<u8[]> m_sndBuffer; // the last packet stays in it, to be sent again after a NACK
     size_t m_sndBufferLen = 0;
     size_t m_sndBufferLenMax = 0;
-    u8 m_sndRetryCount = 0; // resends of the last packet; at the maximum it is not sent again
-    u8 m_sndRetryCountMax = 3;
+    Resending m_resending;  // of it
     bool m_hasSent = false; // since bytes were last received
 
     TicketNr m_ticketNext = 0;
-    TicketList m_ticketList;       // oldest first
-    PacketQueue m_sendQueuePacket; // next to be sent first
-    size_t m_sendQueueBytes = 0;   // payload bytes in it
+    TicketList m_ticketList; // oldest first
+    SendQueue m_sendQueuePacket;
 
     u16 m_payloadSize = 50000;
     u16 m_packetTraceBytesLen = 15; // bytes of a received packet that its trace shows

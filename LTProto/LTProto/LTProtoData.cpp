@@ -245,8 +245,8 @@ eReceiveResult LTProto::AnswerReceive(Tools::MemoryBuffer &payload)
     item.kind = ticket->m_dataType;
     item.id = ticket->m_dataValue;
     m_ticketList.Remove(latest, eTicketType::FROM_API);
-    if (!m_sendQueuePacket.empty())
-        QueueErase(m_sendQueuePacket.begin());
+    if (!m_sendQueuePacket.IsEmpty())
+        m_sendQueuePacket.RemoveHead();
     return item.kind == eDataType::TICKET_ID ? TicketAnswerReceive(item.id) : ItemReceive(item, payload);
 }
 
@@ -297,17 +297,15 @@ eReceiveResult LTProto::TicketedBufferReceive(const Item &item, Tools::MemoryBuf
 // The client has no answer yet to what the bridge asked for, and says under which ticket it will come.
 eReceiveResult LTProto::TicketAnswerReceive(u32 ticketId)
 {
-    for (auto packet = m_sendQueuePacket.begin(); packet != m_sendQueuePacket.end(); ++packet)
+    const PacketToSend *request = m_sendQueuePacket.FirstRequest();
+    if (request == nullptr ||
+        !m_ticketList.Renumber(eTicketType::FROM_API, *request, eTicketType::FROM_PROTOCOL, ticketId))
     {
-        if (packet->m_command != eCommandType::REQUEST)
-            continue;
-        if (!m_ticketList.Renumber(eTicketType::FROM_API, *packet, eTicketType::FROM_PROTOCOL, ticketId))
-            break;
-        QueueErase(packet);
-        return AckAnd(eReceiveResult::InternalProcessed);
+        CommandSend(eCommandCode::NACK, NACK_NOTHING_ASKED);
+        return eReceiveResult::Unknown;
     }
-    CommandSend(eCommandCode::NACK, NACK_NOTHING_ASKED);
-    return eReceiveResult::Unknown;
+    m_sendQueuePacket.RemoveRequest(request->m_ticketId);
+    return AckAnd(eReceiveResult::InternalProcessed);
 }
 
 } // namespace LTProtocol

@@ -94,13 +94,13 @@ u32 LTProto::DataBlockReceiveNegotiation(const u8 *data, u32 len)
 // The bridge's own request for this file, when it is the next to be sent, is answered by the negotiation.
 void LTProto::FileRequestAnswered(u32 fileId)
 {
-    if (m_sendQueuePacket.empty())
+    if (m_sendQueuePacket.IsEmpty())
         return;
-    const PacketToSend &head = m_sendQueuePacket.front();
+    const PacketToSend &head = m_sendQueuePacket.Head();
     if (head.m_command != eCommandType::REQUEST || head.m_dataType != eDataType::FILE_ID || head.m_dataValue != fileId)
         return;
     TicketRemove(head.m_ticketId);
-    QueueErase(m_sendQueuePacket.begin());
+    m_sendQueuePacket.RemoveHead();
 }
 
 eReceiveResult LTProto::DataBlockReceive(u32 blockNr, const u8 *data, u32 len, Tools::MemoryBuffer &payload)

@@ -163,7 +163,7 @@ bool LTProto::BlockRejected()
     switch (m_sentBlock.Rejected())
     {
     case SentBlock::eRejected::STEP_BACK: return BlockSendAgain(m_sentBlock.Nr() - 1);
-    case SentBlock::eRejected::COMPLETE: m_sndRetryCount = m_sndRetryCountMax; return true;
+    case SentBlock::eRejected::COMPLETE: m_resending.settle(); return true;
     case SentBlock::eRejected::NOT_IN_DOUBT: break;
     }
     return false;

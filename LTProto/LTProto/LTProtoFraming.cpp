@@ -87,7 +87,11 @@ bool LTProto::PacketSend(eCommandType type, const void *head, u32 headLen, const
     // A reply is always gathered from the start of the buffer.
     m_rcvPos = 0;
     m_rcvNextPos = m_rcvBuffer.get();
-    m_sndRetryCount = IsSocket() && type == eCommandType::CMD ? m_sndRetryCountMax : u8{0};
+    // Over TCP a command is not asked for again.
+    if (IsSocket() && type == eCommandType::CMD)
+        m_resending.settle();
+    else
+        m_resending.begin();
     // A main station's client answers these by an ACK as well; over TCP no block is lost.
     const bool isPolling =
         type == eCommandType::CMD && packet[PACKET_HEADER_LEN] == static_cast<u8>(eCommandCode::POLLING);
@@ -323,7 +327,7 @@ eReceiveResult LTProto::PeerReady()
     {
     case eComType::UART_SUBSCRIBER: CommandSend(eCommandCode::ACK, 0); break;
     case eComType::UART_MAIN: CommandSend(eCommandCode::POLLING, 0); break;
-    default: m_sndRetryCount = m_sndRetryCountMax; break;
+    default: m_resending.settle(); break;
     }
     return eReceiveResult::InternalProcessed;
 }
@@ -334,10 +338,10 @@ eReceiveResult LTProto::NackReceive(u16 errCode, TicketNr abortedTicket)
 {
     if (errCode == NACK_BLOCK_REJECTED && BlockRejected())
         return eReceiveResult::InternalProcessed;
-    if (SendPending())
+    if (m_resending.mayBeResent())
     {
         if (SendBufferWrite())
-            ++m_sndRetryCount;
+            m_resending.resend();
     }
     else if (abortedTicket != TICKET_NONE)
     {

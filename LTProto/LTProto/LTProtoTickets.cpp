@@ -71,11 +71,7 @@ void LTProto::TicketGiveWay(TicketNr ticketId)
 {
     Trace("Ticket %u gives way: %u are open", ticketId, TICKETS_MAX);
     // A request of the bridge's own would be repeated for ever: its answer finds no ticket.
-    const auto request =
-        std::ranges::find_if(m_sendQueuePacket, [=](const PacketToSend &packet)
-                             { return packet.m_command == eCommandType::REQUEST && packet.m_ticketId == ticketId; });
-    if (request != m_sendQueuePacket.end())
-        QueueErase(request);
+    m_sendQueuePacket.RemoveRequest(ticketId);
     TicketRemove(ticketId);
 }
 
@@ -99,7 +95,7 @@ bool LTProto::TicketSend(TicketNr ticketId)
     if (!ProtocolSend(eCommandType::DATA, payload, sizeof payload))
         return false;
     // The notice of a ticket is never sent again.
-    m_sndRetryCount = m_sndRetryCountMax;
+    m_resending.settle();
     return true;
 }
 
@@ -146,37 +142,26 @@ bool LTProto::QueuePush(PacketToSend &&packet)
     }
     if (!QueueMakeRoom(packet.m_sendBuffer.m_len))
         return false;
-    m_sendQueueBytes += packet.m_sendBuffer.m_len;
-    m_sendQueuePacket.push_back(std::move(packet));
-    const TicketNr ticketId = m_sendQueuePacket.back().m_ticketId;
+    const TicketNr ticketId = packet.m_ticketId;
+    m_sendQueuePacket.Push(std::move(packet));
     Trace("Push packet TicketId %u (%x)", ticketId, ticketId);
     return true;
 }
 
-// Drops spontaneous values, oldest first, until a payload of `len` bytes fits; false, and traced, when there is none left
-// to drop.
 bool LTProto::QueueMakeRoom(u32 len)
 {
-    while (m_sendQueuePacket.size() >= QUEUE_PACKETS_MAX || m_sendQueueBytes + len > QUEUE_BYTES_MAX)
-    {
-        const auto oldest =
-            std::find_if(m_sendQueuePacket.begin(), m_sendQueuePacket.end(),
-                         [](const PacketToSend &queued) { return queued.m_ticketId == TICKET_SPONTANEOUS; });
-        if (oldest == m_sendQueuePacket.end())
-        {
-            Trace("Packet refused: send queue full");
-            return false;
-        }
-        QueueErase(oldest);
-        DropTell();
-    }
-    return true;
+    const SendQueue::sRoom room = m_sendQueuePacket.MakeRoom(len);
+    if (room.dropped != 0)
+        DropTell(room.dropped);
+    if (!room.found)
+        Trace("Packet refused: send queue full");
+    return room.found;
 }
 
 // Each second at most: a flood would fill the log with it, and be slowed down by that.
-void LTProto::DropTell()
+void LTProto::DropTell(u32 dropped)
 {
-    ++m_valuesDropped;
+    m_valuesDropped += dropped;
     if (m_clock() < m_dropTellAtMSec)
         return;
     if (m_valuesDropped == 1)
@@ -187,16 +172,10 @@ void LTProto::DropTell()
     m_dropTellAtMSec = m_clock() + DROP_TELL_MSEC;
 }
 
-void LTProto::QueueErase(PacketQueue::iterator packet)
-{
-    m_sendQueueBytes -= packet->m_sendBuffer.m_len;
-    m_sendQueuePacket.erase(packet);
-}
-
 bool LTProto::CheckPacketToSend(bool checkRetry, bool allowFile)
 {
     // A grant that no block followed in time is not waited for.
-    if (ReceiveFileIsRunning() || (checkRetry && SendPending() && !GrantIsLast()))
+    if (ReceiveFileIsRunning() || (checkRetry && m_resending.mayBeResent() && !GrantIsLast()))
         return false;
     // Files go before packets until each is done.
     if (!m_sendQueueFile.empty())
@@ -208,9 +187,9 @@ bool LTProto::CheckPacketToSend(bool checkRetry, bool allowFile)
 // leaves once it was sent.
 bool LTProto::QueuedSend()
 {
-    if (m_sendQueuePacket.empty())
+    if (m_sendQueuePacket.IsEmpty())
         return false;
-    const PacketToSend &head = m_sendQueuePacket.front();
+    const PacketToSend &head = m_sendQueuePacket.Head();
     switch (head.m_command)
     {
     case eCommandType::REQUEST: return RequestSend(head.m_sendBuffer);
@@ -218,7 +197,7 @@ bool LTProto::QueuedSend()
         // After a failed send the queue is empty.
         if (!DataSend(head.m_ticketId, head.m_sendBuffer))
             return false;
-        QueueErase(m_sendQueuePacket.begin());
+        m_sendQueuePacket.RemoveHead();
         return true;
     default: return false;
     }

@@ -75,7 +75,7 @@ TEST_F(TicketsTest, ARequestOfTheBridgeThatGivesWayIsNoLongerRepeated)
 
 TEST_F(TicketsTest, ARequestThatTheQueueRefusesTakesNoTicket)
 {
-    for (u32 i = 0; i <= LTProto::QUEUE_PACKETS_MAX; ++i) // the first one goes out at once
+    for (u32 i = 0; i <= LTProtocol::SendQueue::PACKETS_MAX; ++i) // the first one goes out at once
         ASSERT_TRUE(m_engine->DataEnqueue(u32{77}, eDataType::INTEGER_POSITIVE, 0, 0, {}));
     EXPECT_FALSE(m_engine->RequestEnqueue(eDataType::VARIABLE_ID, 9));
     EXPECT_EQ(m_engine->TicketSearch(eTicketType::FROM_API, eDataType::VARIABLE_ID, 9), TICKET_NONE);
@@ -114,7 +114,7 @@ TEST_F(TicketsTest, RequestOfTheBridgeIsRepeatedUntilItIsAnswered)
 
 TEST_F(TicketsTest, FullQueueDropsItsOldestSpontaneousValue)
 {
-    for (u32 id = 0; id <= LTProto::QUEUE_PACKETS_MAX; ++id) // the first one goes out at once
+    for (u32 id = 0; id <= LTProtocol::SendQueue::PACKETS_MAX; ++id) // the first one goes out at once
         ASSERT_TRUE(Value(id));
     Sent();
     ASSERT_TRUE(Value(0xAAAA));
