@@ -51,9 +51,9 @@ std::string shown(const Row &row)
 }
 
 // What stands between "```exchange" and "```", empty lines apart.
-std::vector<std::string> exchangesIn(const std::string &document)
+std::string exchangesIn(const std::string &document)
 {
-    std::vector<std::string> lines;
+    std::string lines;
     std::ifstream file(LUMO_DOCS_PATH "/" + document + ".md");
     bool isExchange = false;
     for (std::string line; std::getline(file, line);)
@@ -61,7 +61,7 @@ std::vector<std::string> exchangesIn(const std::string &document)
         if (line.starts_with("```"))
             isExchange = line == "```exchange";
         else if (isExchange && !line.empty())
-            lines.push_back(line);
+            lines += line + "\n";
     }
     return lines;
 }
@@ -221,14 +221,13 @@ TEST_P(DocumentsTest, TheBridgeDoesWhatTheVectorsSay)
 
 TEST_P(DocumentsTest, TheDocumentShowsTheVectors)
 {
-    std::vector<std::string> lines;
-    std::string name;
+    std::string lines, name;
     for (const Row &row : vectorsOf(GetParam()))
     {
         if (row.name != name)
-            lines.push_back("# " + row.name);
+            lines += "# " + row.name + "\n";
         name = row.name;
-        lines.push_back(shown(row));
+        lines += shown(row) + "\n";
     }
     EXPECT_EQ(exchangesIn(GetParam()), lines);
 }
