@@ -10,7 +10,6 @@ namespace
 using RelayTest = BridgeTest;
 
 const std::string NOTICE_0 = framed("66 FF FF FF FF 80 00 00 00 00");
-const std::string NOTICE_1 = framed("66 FF FF FF FF 80 00 00 00 01");
 
 } // namespace
 
@@ -30,18 +29,6 @@ TEST_F(RelayTest, VariableRequestGoesToTheMachineAndItsValueComesBackUnderTheTic
           "From Client: Variable request 4", "From Tovi: variable 4 (4)", "Ticket id found dataBuffer ",
           "Push packet TicketId 0 (0)", "Protocol Send (len=16): 60 "})
         EXPECT_NE(m_bridge->output().find(line), std::string::npos) << line;
-}
-
-TEST_F(RelayTest, SpontaneousValuesOfEveryType)
-{
-    ASSERT_NO_FATAL_FAILURE(startWithClient());
-    for (const char *value : {"01 00 00 00 19", "02 00 00 00 19", "03 00 00 04 D2 02", "04 00 00 04 D2 02",
-                              "07 63 61 66 C3 A9", "07", "10 00 FF 60", "10"})
-    {
-        m_smu.send(std::string("90 01 00 00 00 00 00 0A ") + value);
-        EXPECT_EQ(m_client->receive(), framed(std::string("66 FF FF FF FE 06 00 00 00 0A ") + value));
-        acknowledge();
-    }
 }
 
 // Each message of the first turn is one frame of the same segment, so all are handled with one record.
@@ -81,49 +68,6 @@ TEST_F(RelayTest, ClientValuesReachTheMachine)
     EXPECT_TRUE(m_bridge->prints("Value of variable 11 not relayed: type 7 does not reach the machine"));
     stop();
     EXPECT_EQ(m_bridge->output().find("not relayed: type 1"), std::string::npos);
-}
-
-TEST_F(RelayTest, TicketedBufferThereAndBack)
-{
-    ASSERT_NO_FATAL_FAILURE(startWithClient());
-    for (const char *kind : {"06", "10"})
-    {
-        const std::string ticket = *kind == '0' ? "00 00 00 00" : "00 00 00 01";
-        m_client->send(std::string("66 FF FF FF FE ") + kind + " F0 00 00 00 10 CA FE");
-        EXPECT_EQ(m_client->receive(), framed("66 FF FF FF FF 80 " + ticket));
-        EXPECT_EQ(m_smu.receive(), "90 01 00 00 f0 00 00 00 10 " + ticket + " ca fe");
-        m_smu.send("90 01 00 00 F0 00 00 00 10 " + ticket + " BE EF");
-        EXPECT_EQ(m_client->receive(), framed("66 " + ticket + " 10 BE EF"));
-        acknowledge();
-    }
-}
-
-TEST_F(RelayTest, RepeatedRequestIsForwardedAgainAndAnsweredOnce)
-{
-    ASSERT_NO_FATAL_FAILURE(startWithClient());
-    for (int i = 0; i < 2; ++i)
-    {
-        m_client->send("33 06 00 00 00 04");
-        EXPECT_EQ(m_client->receive(), NOTICE_0);
-        EXPECT_EQ(m_smu.receive(), "90 01 00 00 00 00 00 04 00 00 00 00 00");
-    }
-    m_smu.send("90 01 00 00 00 00 00 04 01 00 00 00 01");
-    EXPECT_EQ(m_client->receive(), framed("66 00 00 00 00 01 00 00 00 01"));
-    acknowledge();
-    m_smu.send("90 01 00 00 00 00 00 04 01 00 00 00 02");
-    EXPECT_EQ(m_client->receive(), framed("66 FF FF FF FE 06 00 00 00 04 01 00 00 00 02"));
-}
-
-TEST_F(RelayTest, UnknownRequestsAreNotAnswered)
-{
-    ASSERT_NO_FATAL_FAILURE(startWithClient());
-    m_client->send("33 80 00 00 00 09");
-    EXPECT_EQ(m_client->receive(), framed("66 FF FF FF FF 11"));
-    m_client->send("33 05 00 07");
-    EXPECT_EQ(m_client->receive(), NOTICE_0);
-    EXPECT_EQ(m_smu.receive(), "90 02 00 00 00 00 00 07");
-    m_client->sendRaw(Hex("60 00 05 2A 01 00 00"));
-    EXPECT_EQ(m_client->receive(), framed("2A 02 00 02"));
 }
 
 TEST_F(RelayTest, RequestFromTheMachineTravelsAsAValueWithoutOne)

@@ -9,8 +9,6 @@
 namespace
 {
 
-const std::string NOTICE_0 = framed("66 FF FF FF FF 80 00 00 00 00");
-
 // A raw buffer whose packet is so many bytes long.
 std::string largeValue(size_t packetLen)
 {
@@ -22,20 +20,9 @@ std::string largeValue(size_t packetLen)
 
 } // namespace
 
-TEST_F(UartTest, VariableRequestGoesToTheMachineAndItsValueComesBackAtTheNextReadySignal)
+TEST_F(UartTest, StartTellsTheLineAndTheDefaultPayload)
 {
     ASSERT_NO_FATAL_FAILURE(startWithClient());
-    m_client->send("33 06 00 00 00 04");
-    EXPECT_EQ(m_client->receive(), NOTICE_0);
-    EXPECT_EQ(m_smu.receive(), "90 01 00 00 00 00 00 04 00 00 00 00 00");
-    m_smu.send("90 01 00 00 00 00 00 04 03 00 00 03 9D 01");
-    ASSERT_TRUE(m_bridge->prints("Push packet TicketId 0 (0)"));
-    EXPECT_EQ(receiveBeyondPolls(), framed("66 00 00 00 00 03 00 00 03 9D 01"));
-    m_client->send(ACK);
-    EXPECT_EQ(m_client->receive(), POLLING);
-    m_client->send("66 FF FF FF FE 06 00 00 00 0B 01 00 00 00 5F");
-    EXPECT_EQ(m_client->receive(), framed(ACK));
-    EXPECT_EQ(m_smu.receive(), "90 01 00 00 00 00 00 0b 01 00 00 00 5f");
     stop();
     EXPECT_NE(m_bridge->output().find("Init on UART Main device " + device() + " ret=true"), std::string::npos);
     EXPECT_NE(m_bridge->output().find("Max payload lenght 5000 bytes"), std::string::npos);
