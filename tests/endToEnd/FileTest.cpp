@@ -26,6 +26,13 @@ std::string textOf(const Bytes &bytes)
     return {bytes.begin(), bytes.end()};
 }
 
+mode_t modeOf(const std::string &path)
+{
+    struct stat info = {};
+    stat(path.c_str(), &info);
+    return info.st_mode & 0777U;
+}
+
 // A number as hexadecimal bytes, most significant first.
 std::string number(u32 value, int width)
 {
@@ -164,11 +171,7 @@ TEST_P(FileLinkTest, FilesOfEverySizePassBothWays)
         SCOPED_TRACE(size);
         const Bytes file = contentOf(size);
         ASSERT_NO_FATAL_FAILURE(upload(file, blockLen, "05 00 07"));
-        const std::string path = announced(7);
-        EXPECT_EQ(readFile(path), textOf(file));
-        struct stat info = {};
-        EXPECT_EQ(stat(path.c_str(), &info), 0);
-        EXPECT_EQ((info.st_mode & 0777U), 0640);
+        EXPECT_EQ(readFile(announced(7)), textOf(file));
 
         const std::string offered = offer("offered", file, "00 00 00 09");
         ASSERT_NO_FATAL_FAILURE(download(file, large, blockLen, "05 00 09"));
@@ -388,6 +391,31 @@ TEST_F(FileTest, ASecondBridgeInTheFolderRefusesFilesTouchesNothingAndRelaysAllE
     EXPECT_EQ(client.receive(), framed("66 FF FF FF FF 80 00 00 00 00"));
     EXPECT_EQ(received(), before);
     EXPECT_EQ(readFile(path), textOf(file));
+}
+
+TEST_F(FileTest, WhatTheBridgeMakesIsForOwnerAndGroupAlone)
+{
+    struct Row
+    {
+        const char *name;
+        mode_t callersMask;
+        mode_t folder, file;
+    };
+    for (const Row &row : {Row{"open caller", 0, 0750, 0640}, Row{"strict caller", 077, 0700, 0600}})
+    {
+        SCOPED_TRACE(row.name);
+        const mode_t before = umask(row.callersMask); // of the bridge that starts now
+        startLink({"-logfile", "bridge.log"});
+        umask(before);
+        ASSERT_FALSE(HasFatalFailure());
+        ASSERT_NO_FATAL_FAILURE(upload({}, 1000, "05 00 07"));
+        EXPECT_EQ(modeOf(announced(7)), row.file);
+        EXPECT_EQ(modeOf(m_received + "index.dat"), row.file);
+        EXPECT_EQ(modeOf(m_received), row.folder);
+        EXPECT_EQ(modeOf(m_bridge->folder() + "/bridge.log"), row.file);
+        m_client->leave();
+        stop();
+    }
 }
 
 TEST_F(FileTest, WithoutAFolderFilesAreRefusedAndValuesGoOn)
