@@ -6,7 +6,7 @@
 #include "LTProto/ComDevice/ComDevice.h"
 #include "LTProto/LTProto/FileToSend.h"
 #include "LTProto/LTProto/PacketToSend.h"
-#include "LTProto/LTProto/RcvFile.h"
+#include "LTProto/LTProto/RcvFileList.h"
 #include "LTProto/LTProto/SentBlock.h"
 #include "LTProto/LTProto/TicketList.h"
 #include "LTProto/LTProto/WireFormat.h"
@@ -304,7 +304,7 @@ class LTProto
     Tools::StringUtf8 ReceiveFileNameGenerate(u32 key);
     bool ReceiveFileIndexSave();
     u16 ReceiveFileIndexLoad();
-    void ReceiveFilePresenceCheck();
+    bool ReceiveFileListHasRoom();
     bool ReceiveFileIndexScanFilSystem();
     u16 ReceiveFileSendOnMqAll() const;
 
@@ -343,12 +343,12 @@ class LTProto
     u64 m_dropTellAtMSec = 0;
     u64 m_reconnectAtMSec = 0; // when a subscriber without its main station begins its next attempt
 
-    FileQueue m_sendQueueFile;                // the head is on its way
-    std::map<u16, u64> m_lateFiles;           // files that a lost client asked for; until when (m_clock) they are late
-    SentBlock m_sentBlock;                    // of the head, or the last one of a file that has left
-    std::optional<FileToSend> m_fileReceive;  // the file that comes in
-    u64 m_fileReceiveNextPacketTimeout = 0;   // of m_clock
-    std::vector<RcvFile> m_fileReceiveList;   // oldest first
+    FileQueue m_sendQueueFile;               // the head is on its way
+    std::map<u16, u64> m_lateFiles;          // files that a lost client asked for; until when (m_clock) they are late
+    SentBlock m_sentBlock;                   // of the head, or the last one of a file that has left
+    std::optional<FileToSend> m_fileReceive; // the file that comes in
+    u64 m_fileReceiveNextPacketTimeout = 0;  // of m_clock
+    RcvFileList m_fileReceiveList;
     size_t m_fileReceiveListRefreshAt = 1024; // entries
     bool m_fileIndexDamaged = false;
     platform::FolderLock m_folderLock;

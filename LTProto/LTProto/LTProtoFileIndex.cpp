@@ -43,36 +43,36 @@ void LTProto::ReceiveFilesRestore()
 // none: a file that is not in the index would be lost at the next start.
 Tools::StringUtf8 LTProto::ReceiveFileNameGenerate(u32 key)
 {
-    if (m_folderIsAnothers)
+    if (m_folderIsAnothers || !ReceiveFileListHasRoom())
         return {};
-    if (m_fileReceiveList.size() >= m_fileReceiveListRefreshAt)
-    {
-        ReceiveFilePresenceCheck();
-        std::erase_if(m_fileReceiveList, [](const RcvFile &entry) { return !entry.m_filePresence; });
-        m_fileReceiveListRefreshAt = std::max(REFRESH_FIRST, 2 * m_fileReceiveList.size());
-    }
-    if (m_fileReceiveList.size() >= RECORDS_MAX)
-        return {};
-    RcvFile fresh{key, static_cast<u32>(std::time(nullptr)), true};
-    const auto isListed = [&fresh](const RcvFile &entry) { return entry.m_fileName == fresh.m_fileName; };
-    while (std::any_of(m_fileReceiveList.begin(), m_fileReceiveList.end(), isListed) ||
-           platform::file_exists(fresh.FileNameWithPath(m_fileReceivePath).ToStdString().c_str()))
-        ++fresh.m_fileName;
-    m_fileReceiveList.push_back(fresh);
+    const u32 number = m_fileReceiveList.FreeNumber(static_cast<u32>(std::time(nullptr)), m_fileReceivePath);
+    m_fileReceiveList.Add({key, number, true});
     if (!ReceiveFileIndexSave())
     {
-        m_fileReceiveList.pop_back();
+        m_fileReceiveList.Remove(number);
         return {};
     }
-    return m_fileReceiveList.back().FileNameWithPath(m_fileReceivePath);
+    return m_fileReceiveList.Newest().FileNameWithPath(m_fileReceivePath);
+}
+
+// A list that has grown to twice its size, or is full, forgets the files that the machine took.
+bool LTProto::ReceiveFileListHasRoom()
+{
+    if (m_fileReceiveList.Size() >= std::min<size_t>(m_fileReceiveListRefreshAt, RECORDS_MAX))
+    {
+        m_fileReceiveList.PresenceCheck(m_fileReceivePath);
+        m_fileReceiveList.RemoveMissing();
+        m_fileReceiveListRefreshAt = std::max(REFRESH_FIRST, 2 * m_fileReceiveList.Size());
+    }
+    return m_fileReceiveList.Size() < RECORDS_MAX;
 }
 
 bool LTProto::ReceiveFileIndexSave()
 {
     if (m_folderIsAnothers)
         return false;
-    std::erase_if(m_fileReceiveList, [](const RcvFile &entry) { return !entry.m_filePresence; });
-    std::vector<u8> records(m_fileReceiveList.size() * RECORD_LEN);
+    m_fileReceiveList.RemoveMissing();
+    std::vector<u8> records(m_fileReceiveList.Size() * RECORD_LEN);
     u8 *out = records.data();
     for (const RcvFile &entry : m_fileReceiveList)
     {
@@ -109,7 +109,7 @@ u16 LTProto::ReceiveFileIndexLoad()
         if (entry.m_fileName == 0 || entry.m_key > FILE_ID_MAX)
             m_fileIndexDamaged = true;
         else
-            m_fileReceiveList.push_back(entry);
+            m_fileReceiveList.Add(entry);
     }
     // More than could be read, for whatever reason, may list more files.
     if (m_fileIndexDamaged || u64{RECORD_LEN} * count != size)
@@ -121,25 +121,13 @@ u16 LTProto::ReceiveFileIndexLoad()
     return static_cast<u16>(std::min<u32>(count, UINT16_MAX));
 }
 
-// An entry goes with its file, not with a question that the system could not answer.
-void LTProto::ReceiveFilePresenceCheck()
-{
-    for (RcvFile &entry : m_fileReceiveList)
-        entry.m_filePresence =
-            platform::file_isRegular(entry.FileNameWithPath(m_fileReceivePath).ToStdString().c_str(), true);
-}
-
 // Marks the entries whose file is on disk and deletes the files that have no entry. True when an entry's file is
 // missing.
 bool LTProto::ReceiveFileIndexScanFilSystem()
 {
-    ReceiveFilePresenceCheck();
+    m_fileReceiveList.PresenceCheck(m_fileReceivePath);
+    const bool hasMissing = m_fileReceiveList.HasMissing();
     const std::string folder = m_fileReceivePath.ToStdString();
-    std::vector<u32> known;
-    for (const RcvFile &entry : m_fileReceiveList)
-        known.push_back(entry.m_fileName);
-    std::sort(known.begin(), known.end());
-
     platform::sOSFileFind find;
     for (bool more = platform::FS_findFirst(&find, asBytes(folder), asBytes(std::string("*.tmp"))); more;
          more = platform::FS_findNext(find))
@@ -149,20 +137,19 @@ bool LTProto::ReceiveFileIndexScanFilSystem()
         const std::string name = reinterpret_cast<const char *>(platform::FS_findGetFileName(find));
         const RcvFile entry{0, RcvFile::FileNameFromString(name), true};
         const bool isNumber = entry.m_fileName != 0 && entry.FileNameAsString() == name;
-        if (isNumber && std::binary_search(known.begin(), known.end(), entry.m_fileName))
+        if (isNumber && m_fileReceiveList.Holds(entry.m_fileName))
             continue;
         if (!isNumber || !m_fileIndexDamaged)
             platform::file_delete((folder + name).c_str());
         else if (platform::file_isRegular((folder + name).c_str()))
-            m_fileReceiveList.push_back(entry);
+            m_fileReceiveList.Add(entry);
     }
-    return std::any_of(m_fileReceiveList.begin(), m_fileReceiveList.end(),
-                       [](const RcvFile &entry) { return !entry.m_filePresence; });
+    return hasMissing;
 }
 
 u16 LTProto::ReceiveFileSendOnMqAll() const
 {
-    return static_cast<u16>(std::min<size_t>(m_fileReceiveList.size(), UINT16_MAX));
+    return static_cast<u16>(std::min<size_t>(m_fileReceiveList.Size(), UINT16_MAX));
 }
 
 } // namespace LTProtocol

@@ -71,7 +71,7 @@ u32 LTProto::DataBlockReceiveNegotiation(const u8 *data, u32 len)
     if (ticketId == TICKET_SPONTANEOUS)
         FileRequestAnswered(fileId);
     const Tools::StringUtf8 name = ReceiveFileNameGenerate(fileId);
-    const u32 fileNum = name.m_len != 0 ? m_fileReceiveList.back().m_fileName : 0;
+    const u32 fileNum = name.m_len != 0 ? m_fileReceiveList.Newest().m_fileName : 0;
     ReceiveFileAbort();
     const u16 granted = std::min({asked, m_payloadSize, BLOCK_LEN_MAX});
     m_fileReceive.emplace(ticketId, eDataType::FILE_ID, fileId, granted, name);
@@ -151,8 +151,7 @@ bool LTProto::ReceiveFileAbort()
     if (!m_fileReceive)
         return false;
     m_fileReceive->FileRemove(true);
-    std::erase_if(m_fileReceiveList,
-                  [this](const RcvFile &entry) { return entry.m_fileName == m_fileReceive->m_fileNum; });
+    m_fileReceiveList.Remove(m_fileReceive->m_fileNum);
     m_fileReceive.reset();
     ReceiveFileIndexSave();
     return true;

@@ -122,7 +122,7 @@ bool file_delete(const char *path)
 bool file_replace(const char *path, const void *data, u32 size)
 {
     const std::string fresh = std::string(path) + ".new";
-    file_delete(fresh.c_str()); // of a crash
+    unlink(fresh.c_str()); // of a crash; of a link the name alone
     FileDescriptor file = file_create(fresh.c_str());
     if (!file.isOpen())
         return false;

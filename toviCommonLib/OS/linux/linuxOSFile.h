@@ -65,7 +65,7 @@ bool file_isRegular(const char *path, bool unsure = false);
 bool file_delete(const char *path);
 
 // Gives the file `path` a new content in one step: after a crash it has the old one or the new one, on the disk. Goes
-// over "<path>.new".
+// over "<path>.new"; what has that name goes, a link too, but no folder.
 bool file_replace(const char *path, const void *data, u32 size);
 
 } // namespace platform
