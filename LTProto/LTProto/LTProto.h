@@ -4,6 +4,7 @@
 #pragma once
 
 #include "LTProto/ComDevice/ComDevice.h"
+#include "LTProto/LTProto/FileMark.h"
 #include "LTProto/LTProto/FileToSend.h"
 #include "LTProto/LTProto/PacketToSend.h"
 #include "LTProto/LTProto/RcvFileList.h"
@@ -19,6 +20,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <vector>
 
 namespace LTProtocol
@@ -189,8 +191,16 @@ class LTProto
     bool FileSend(TicketNr ticketId, u16 fileId, const Tools::MemoryBuffer &name);
     bool FileSend(TicketNr ticketId, u16 fileId, const Tools::StringUtf8 &name);
 
-    // Reads the index of received files, deletes what it does not know, and writes it anew. Once, before any packet.
-    void ReceiveFilesRestore();
+    // A file of the client that is whole.
+    struct ReceivedFile
+    {
+        u32 fileId;
+        std::string name; // full
+    };
+
+    // Reads the index of received files, deletes what it does not know and what is not whole, and writes it anew. Once,
+    // before any packet. Returns the files that the machine was not told of.
+    std::vector<ReceivedFile> ReceiveFilesRestore();
 
     // True while a file comes in and its last block is not older than 10 s.
     bool ReceiveFileIsRunning() const;
@@ -222,6 +232,7 @@ class LTProto
     using PacketQueue = std::list<PacketToSend>;
     using FileQueue = std::list<FileToSend>;
     static constexpr char FILE_INDEX_NAME[] = "index.dat";
+    static constexpr char FILE_INDEX_NEW_NAME[] = "index.dat.new";
     static constexpr char FILE_INDEX_BAD_NAME[] = "index.bad";
 
     // What a DATA packet of the client carries. `data` points into the packet's payload.
@@ -288,6 +299,8 @@ class LTProto
     void FileToSendRemove(FileQueue::iterator file);
     void FileSendGiveUp();
     bool LateFileTake(u16 fileId);
+    bool SentFileDelete(FileToSend &file);
+    bool IsOwnFile(const std::string &name) const;
     bool BlockSendAgain(u32 nr);
     bool BlockRejected();
     bool FirstBlockAskedAgain(u16 granted) const;
@@ -295,6 +308,7 @@ class LTProto
 
     eReceiveResult BlockReceive(const u8 *block, u32 blockLen, Tools::MemoryBuffer &payload);
     u32 NegotiatedFile(const u8 *data, u32 len, TicketNr &ticketId) const;
+    int DataBlockWrite(u32 blockNr, const u8 *data, u32 len);
     u32 DataBlockReceiveNegotiation(const u8 *data, u32 len);
     void FileRequestAnswered(u32 fileId);
     eReceiveResult DataBlockReceive(u32 blockNr, const u8 *data, u32 len, Tools::MemoryBuffer &payload);
@@ -306,6 +320,9 @@ class LTProto
     u16 ReceiveFileIndexLoad();
     bool ReceiveFileListHasRoom();
     bool ReceiveFileIndexScanFilSystem();
+    std::set<u32> MarkedFiles(eFileMark mark) const;
+    void PartialFilesRemove();
+    std::vector<ReceivedFile> UntoldFiles();
     u16 ReceiveFileSendOnMqAll() const;
 
     eComType m_comType = eComType::UNDEFINED;

@@ -69,8 +69,8 @@ class FileTest : public UartTest
     // Starts a bridge in the test's own folder. One that runs there is killed.
     void startAgain()
     {
-        m_client.reset();
         m_bridge.reset();
+        m_client.reset();
         m_bridge = std::make_unique<BridgeProcess>(arguments(), BridgeProcess::eKeyboard::pipe, m_folder.path());
         m_received = m_folder.path("BridgeTemp/");
         m_smu.take();
