@@ -106,8 +106,9 @@ class FileTest : public UartTest
     {
         const Bytes message = m_smu.receiveBytes();
         const Bytes head = Hex("90 02 00 00 " + number(fileId, 4));
-        EXPECT_EQ(hexOf({message.begin(), message.begin() + 8}), hexOf(head));
-        return textOf({message.begin() + 8, message.end()});
+        const auto name = message.begin() + static_cast<std::ptrdiff_t>(std::min(message.size(), head.size()));
+        EXPECT_EQ(hexOf({message.begin(), name}), hexOf(head));
+        return textOf({name, message.end()});
     }
 
     void upload(const Bytes &file, u32 blockLen, const std::string &what)
