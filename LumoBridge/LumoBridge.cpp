@@ -17,6 +17,7 @@
 #include <poll.h>
 #include <span>
 #include <string_view>
+#include <sys/stat.h>
 #include <typeinfo>
 #include <unistd.h>
 
@@ -25,6 +26,7 @@ namespace
 
 constexpr int EXIT_FAILED = 255;
 constexpr int LAST_WORD_MSEC = 200;
+constexpr mode_t KEPT_FROM_OTHERS = 027; // files and folders are for owner and group; the group does not write
 
 bool isGiven(std::span<char *const> arguments, std::string_view wanted)
 {
@@ -57,11 +59,18 @@ void openStandardDescriptors()
     }
 }
 
+// What the caller keeps back stays back.
+void restrictNewFiles()
+{
+    umask(umask(KEPT_FROM_OTHERS) | KEPT_FROM_OTHERS);
+}
+
 } // namespace
 
 int main(int argc, char **argv)
 {
     openStandardDescriptors();
+    restrictNewFiles();
     std::set_terminate(onTerminate);
     const bool trapped = platform::termination_trap();
     const std::span<char *const> arguments(argv, static_cast<size_t>(argc));

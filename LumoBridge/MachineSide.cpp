@@ -1,5 +1,6 @@
 #include "LumoBridge/MachineSide.h"
 
+#include "LTProto/LTProto/FileMark.h"
 #include "LumoBridge/Keyboard.h"
 #include "toviCommonLib/OS/linux/linuxOS.h"
 #include "toviCommonLib/OS/linux/linuxOSConsole.h"
@@ -191,9 +192,21 @@ void MachineSide::onClientMessage(const tovi::thread::sMsg &msg)
         break;
     default: return;
     }
-    m_rConn.MessageSend(record);
+    const bool taken = m_rConn.MessageSend(record);
+    if (taken && record.m_elemType == eDataType::FILE_ID && !record.m_request)
+        m_fileOnItsWay.assign(msg.buffer, msg.buffer + msg.bufferSize);
+    noteFileTold();
     if (m_rConn.HasTail())
         m_tailSinceMSec = platform::getTimeNowMSec();
+}
+
+// A file counts as told when the whole message that tells of it is with the system.
+void MachineSide::noteFileTold()
+{
+    if (m_fileOnItsWay.empty() || m_rConn.HasTail() || m_rConn.IsDead())
+        return;
+    LTProtocol::FileMarkTold(m_fileOnItsWay);
+    m_fileOnItsWay.clear();
 }
 
 void MachineSide::flushTail()
@@ -201,6 +214,7 @@ void MachineSide::flushTail()
     if (!m_rConn.HasTail())
         return;
     m_rConn.Flush();
+    noteFileTold();
     if (!m_rConn.HasTail() && std::exchange(m_stallTold, false))
         m_logTracer.Trace("The machine takes messages again");
 }

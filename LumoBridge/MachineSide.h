@@ -50,6 +50,7 @@ class MachineSide
     void sendToMachine();
     void onClientMessage(const tovi::thread::sMsg &msg);
     void flushTail();
+    void noteFileTold();
     void watchStall();
     void watchPeer();
 
@@ -75,5 +76,6 @@ class MachineSide
     bool m_waitsForWriting = false;
     u64 m_tailSinceMSec = 0; // since when the message waits that the machine has not taken whole
     bool m_stallTold = false;
+    std::string m_fileOnItsWay; // the file that the message tells of which was sent last; empty when its end is known
     u64 m_peerCheckAtMSec = 0;
 };

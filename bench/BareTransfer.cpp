@@ -26,6 +26,7 @@ constexpr size_t DATA_OFFSET = BLOCK_OFFSET + BLOCK_NR_LEN;
 constexpr size_t NEGOTIATION_LEN_MIN = 5;
 constexpr u32 GRANTED_OFFSET = DATA_OFFSET + 2;
 constexpr u32 BLOCK_LEN_ASKED = 50000;
+constexpr size_t FLUSH_LEN = 1024 * 1024;
 
 struct sTransfer
 {
@@ -35,6 +36,8 @@ struct sTransfer
     std::string source;
     Bytes in = Bytes(PACKET_LEN_MAX);
     Bytes out;
+    size_t writtenLen = 0; // of what is received
+    size_t flushBegunLen = 0;
     size_t blockLen = 0;
     u32 blockNr = 0; // the next that is sent, 0: none
 };
@@ -75,6 +78,8 @@ void answer(sTransfer &transfer, eCommandType type, const Bytes &payload)
 void beginReception(sTransfer &transfer)
 {
     transfer.file = Descriptor(open(transfer.received.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
+    transfer.writtenLen = 0;
+    transfer.flushBegunLen = 0;
     const u16 asked = readMsbLsbU16(&transfer.in[DATA_OFFSET]);
     Bytes payload(BLOCK_NR_LEN);
     addNumber(payload, asked, 2);
@@ -82,13 +87,36 @@ void beginReception(sTransfer &transfer)
     answer(transfer, eCommandType::DATABLOCK, payload);
 }
 
+// The disk is kept busy on the way, and has all before the last block is acknowledged.
+void beginFlush(sTransfer &transfer)
+{
+    const size_t waiting = transfer.writtenLen - transfer.flushBegunLen;
+    if (waiting < FLUSH_LEN)
+        return;
+    sync_file_range(transfer.file.get(), static_cast<off64_t>(transfer.flushBegunLen), static_cast<off64_t>(waiting),
+                    SYNC_FILE_RANGE_WRITE);
+    transfer.flushBegunLen = transfer.writtenLen;
+}
+
+void endFlush(sTransfer &transfer)
+{
+    const std::string folder = transfer.received.substr(0, transfer.received.rfind('/') + 1);
+    const Descriptor entries(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (fdatasync(transfer.file.get()) != 0 || fsync(entries.get()) != 0)
+        throw std::runtime_error("the file cannot be flushed");
+    transfer.file = Descriptor();
+}
+
 void takeBlock(sTransfer &transfer, size_t crcAt)
 {
     const size_t len = crcAt - DATA_OFFSET;
     if (write(transfer.file.get(), &transfer.in[DATA_OFFSET], len) != static_cast<ssize_t>(len))
         throw std::runtime_error("the file cannot be written");
+    transfer.writtenLen += len;
     if (blockNrOf(&transfer.in[BLOCK_OFFSET]) == BLOCK_NR_LAST)
-        transfer.file = Descriptor();
+        endFlush(transfer);
+    else
+        beginFlush(transfer);
     answer(transfer, eCommandType::CMD, {ACK_BYTE});
 }
 

@@ -2,7 +2,7 @@
 # Lets everything happen to the daemon that peers, disks and people do to it, and looks each time whether it serves on, rests
 # and lost nothing. Works on a fresh Debian 12; asks nothing.
 #   scripts/faults.sh [NAME...]      all runs, or those; the table goes into docs/quality.md when it is all
-#   LUMO_KILLS=N                     how often the bridge is killed while files arrive (1000)
+#   LUMO_KILLS=N                     how often the bridge is killed in each of the runs that do so (1000)
 #   LUMO_SEEDS=N                     how many runs by chance on each link (20)
 . "$(dirname "$0")/common.sh"
 . scripts/rig.sh
@@ -11,6 +11,7 @@
 
 PROJECT=$PWD
 OUT=$PWD/build/${LUMO_PRESET:-release}/faults
+. scripts/faults_crash.sh
 DOCUMENT=docs/quality.md
 KILLS=${LUMO_KILLS:-1000}
 SEEDS=${LUMO_SEEDS:-20}
@@ -18,7 +19,7 @@ NOBODY=65534  # what no user's folder belongs to
 
 RUNS=(client_faults machine_faults line_faults stalled_client stalled_machine interrupted descriptors full_disk
     folder_deleted folder_read_only replaced_client machine_resets hung_up_line swallowed_packets pulled_cable
-    machine_asleep floods unread_output two_in_one_folder chance_tcp chance_line killed)
+    machine_asleep floods unread_output two_in_one_folder chance_tcp chance_line killed told_once lost_writes)
 
 TRANSFERS=(upload 5 up.bin download 8 -odown.bin)
 COMMANDS=("get 4" "set 100 int NNNN" "buffer CAFENNNN" "upload 5 up.bin" "download 7 down.bin")
@@ -346,45 +347,6 @@ run_chance_line() {
     by_chance serial 4 "${COMMANDS[@]:0:3}" poll "get 6"
 }
 
-# Every file that the machine was told of, or that the client had acknowledged, lies there whole after the restart. The
-# machine takes the files then.
-announced_files_are_whole() {
-    local path size md5
-    sed -n 's/^file .* received: \(.*\) (\([0-9]*\) bytes, MD5 \(.*\))$/\1 \2 \3/p' machine.log >announced
-    : >machine.log
-    while read -r path size md5; do
-        [ "$(stat -c %s "$path") $(md5sum <"$path" | cut -d ' ' -f 1)" = "$size $md5" ] ||
-            { say "lost: $path of $size bytes, MD5 $md5"; return 1; }
-    done <announced
-    TOLD=$((TOLD + $(wc -l <announced)))
-    find BridgeTemp -name '*.tmp' -exec md5sum {} + | cut -d ' ' -f 1 | sort >kept
-    sed -n 's/^upload .* done: .*MD5 //p' client.log | sort >acknowledged
-    [ -z "$(comm -13 kept acknowledged)" ] || { say "lost: an acknowledged file"; return 1; }
-    rm -f BridgeTemp/*.tmp
-}
-
-run_killed() {
-    local i size
-    TOLD=0
-    begin tcp 400
-    for size in 1 5000 12345 60000 250000; do head -c $size /dev/urandom >up.$size; done
-    printf "upload %d up.%d\n" 1 1 2 5000 3 12345 4 60000 5 250000 >orders
-    for ((i = 0; i < 200; ++i)); do cat orders; done >all_orders
-    for ((i = 0; i < KILLS; ++i)); do
-        : >client.log
-        start_client shell --block 5000 <all_orders
-        sleep "0.0$((RANDOM % 90 + 10))"
-        kill -KILL "$BRIDGE"
-        wait "$BRIDGE" || true
-        wait "$CLIENT" || true
-        start_bridge
-        announced_files_are_whole
-        TRIALS=$((TRIALS + 1))
-    done
-    say "$KILLS kills, $TOLD files announced"
-    settle
-}
-
 # ---- All of them.
 
 if [ "${1:-}" = --in ]; then
@@ -410,7 +372,8 @@ one_run() {
 
 say "LumoBridge: faults"
 need_packages "${BUILD_TOOLS[@]}"
-build_preset "${LUMO_PRESET:-release}" "${RIG_PROGRAMS[@]}" HistoryCheck
+build_preset "${LUMO_PRESET:-release}" "${RIG_PROGRAMS[@]}" HistoryCheck \
+    ForgetfulDisk HeldAnnouncement
 mkdir -p "$OUT"
 CHOSEN=("$@")
 [ $# -gt 0 ] || CHOSEN=("${RUNS[@]}")

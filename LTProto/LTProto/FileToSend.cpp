@@ -12,6 +12,7 @@ namespace
 {
 
 constexpr u32 FILE_ID_MAX = 65534; // the highest that FILE_ID is kept for
+constexpr u64 WRITE_OUT_LEN = 1024 * 1024;
 
 eDataType keptType(eDataType dataType, u32 value)
 {
@@ -170,12 +171,31 @@ int FileToSend::ReceiveDataBlock(u32 blockNr, const void *data, u32 len)
             m_file.close(); // the block that is sent again would stand behind a part of itself
         return BLOCK_ERROR_WRITE;
     }
-    if (last && !m_file.close())
-        return BLOCK_ERROR_WRITE;
+    if (last && !FlushAndClose())
+        return BLOCK_FILE_LOST;
     m_byteCount += len;
     ++m_packetCount;
     m_packetNr = blockNr;
+    if (!last)
+        WriteOutBegin();
     return last ? BLOCK_COMPLETE : BLOCK_ACCEPTED;
+}
+
+// A second flush after one that failed would report nothing of what was lost.
+bool FileToSend::FlushAndClose()
+{
+    const bool flushed = platform::file_flush(m_file);
+    return m_file.close() && flushed;
+}
+
+// So that the flush at the end has little left to wait for.
+void FileToSend::WriteOutBegin()
+{
+    const u64 waiting = m_byteCount - m_writeOutBegun;
+    if (waiting < WRITE_OUT_LEN)
+        return;
+    platform::file_beginWriteOut(m_file, m_writeOutBegun, waiting);
+    m_writeOutBegun = m_byteCount;
 }
 
 bool FileToSend::FileRemove(bool deleteFile)

@@ -31,6 +31,7 @@ class FileToSend
     static constexpr int BLOCK_ERROR_WRITE = NACK_FILE_ERROR;
     static constexpr int BLOCK_ERROR_ORDER = NACK_BLOCK_REJECTED;
     static constexpr int BLOCK_COMPLETE = -1;
+    static constexpr int BLOCK_FILE_LOST = -2; // what was acknowledged may not be on the disk: it cannot go on
 
     platform::FileDescriptor m_file; // not open when the data is held in memory
     u32 m_fileNum = 0;               // that names the local file of a reception
@@ -45,6 +46,7 @@ class FileToSend
     Tools::DateTime m_tmStart{false};
     u64 m_byteCount = 0;
     u64 m_packetCount = 0;
+    u64 m_writeOutBegun = 0; // receiving: bytes that are on their way to the disk
 
     // FILE_ID is kept for values below 65535, TICKET_ID and DATA_BUFFER as they are; all else is UNDEFINED. `blockLen` is
     // brought into 1 to BLOCK_LEN_MAX. `name` is the full name of the file, empty for none.
@@ -75,7 +77,7 @@ class FileToSend
     bool ReceiveInit();
 
     // Writes a block in its turn; one that came before is accepted and not written again. After a failed write the file
-    // holds what it held before. With BLOCK_COMPLETE it is closed, and all of it is with the system.
+    // holds what it held before. With BLOCK_COMPLETE it is closed, and all of it is on the disk.
     int ReceiveDataBlock(u32 blockNr, const void *data, u32 len);
 
     // Closes the file and deletes it when asked; true when it was deleted.
@@ -90,6 +92,8 @@ class FileToSend
     i64 BlockRead(u8 *out);
     u32 BlocksExpected() const;
     bool IsFile() const;
+    bool FlushAndClose();
+    void WriteOutBegin();
 };
 
 } // namespace LTProtocol

@@ -18,7 +18,6 @@ namespace
 {
 
 constexpr char SERVER_MARK = '@';
-constexpr char FILE_FOLDER[] = "/BridgeTemp";
 constexpr u32 RECONNECT_MSEC = 750; // the thread looks every 250 ms: at most 1 s between attempts
 constexpr u64 LATE_FILE_MSEC = 60000;
 constexpr u32 RECEIVE_RESERVE = 10; // what the receive buffer holds beside the largest payload
@@ -122,7 +121,7 @@ std::unique_ptr<tovi::ComDevice> LTProto::UartOpen(eComType comType, const char 
 // Received files need the folder; everything else works without it.
 void LTProto::FileFolderCreate()
 {
-    const std::string folder = reinterpret_cast<const char *>(platform::getAppPathNoSlash()) + std::string(FILE_FOLDER);
+    const std::string folder = RcvFile::Folder();
     if (!platform::FS_DirectoryCreate(reinterpret_cast<const u8 *>(folder.c_str())))
         Trace("Folder %s cannot be created", folder.c_str());
     m_folderIsAnothers = m_folderLock.take(folder.c_str()) == platform::FolderLock::eResult::ANOTHERS;
@@ -166,7 +165,7 @@ bool LTProto::ClientDisconnect()
     // What was not sent to its end is deleted from disk.
     for (FileToSend &file : m_sendQueueFile)
     {
-        file.Abort(true);
+        SentFileDelete(file);
         TicketRemove(file.m_ticketId);
     }
     m_sendQueueFile.clear();

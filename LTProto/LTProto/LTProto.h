@@ -4,8 +4,9 @@
 #pragma once
 
 #include "LTProto/ComDevice/ComDevice.h"
+#include "LTProto/LTProto/FileMark.h"
 #include "LTProto/LTProto/FileToSend.h"
-#include "LTProto/LTProto/RcvFile.h"
+#include "LTProto/LTProto/RcvFileList.h"
 #include "LTProto/LTProto/Resending.h"
 #include "LTProto/LTProto/SendQueue.h"
 #include "LTProto/LTProto/SentBlock.h"
@@ -20,6 +21,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <vector>
 
 namespace LTProtocol
@@ -188,8 +190,16 @@ class LTProto
     bool FileSend(TicketNr ticketId, u16 fileId, const Tools::MemoryBuffer &name);
     bool FileSend(TicketNr ticketId, u16 fileId, const Tools::StringUtf8 &name);
 
-    // Reads the index of received files, deletes what it does not know, and writes it anew. Once, before any packet.
-    void ReceiveFilesRestore();
+    // A file of the client that is whole.
+    struct ReceivedFile
+    {
+        u32 fileId;
+        std::string name; // full
+    };
+
+    // Reads the index of received files, deletes what it does not know and what is not whole, and writes it anew. Once,
+    // before any packet. Returns the files that the machine was not told of.
+    std::vector<ReceivedFile> ReceiveFilesRestore();
 
     // True while a file comes in and its last block is not older than 10 s.
     bool ReceiveFileIsRunning() const;
@@ -220,6 +230,7 @@ class LTProto
   private:
     using FileQueue = std::list<FileToSend>;
     static constexpr char FILE_INDEX_NAME[] = "index.dat";
+    static constexpr char FILE_INDEX_NEW_NAME[] = "index.dat.new";
     static constexpr char FILE_INDEX_BAD_NAME[] = "index.bad";
 
     // What a DATA packet of the client carries. `data` points into the packet's payload.
@@ -284,6 +295,8 @@ class LTProto
     void FileToSendRemove(FileQueue::iterator file);
     void FileSendGiveUp();
     bool LateFileTake(u16 fileId);
+    bool SentFileDelete(FileToSend &file);
+    bool IsOwnFile(const std::string &name) const;
     bool BlockSendAgain(u32 nr);
     bool BlockRejected();
     bool FirstBlockAskedAgain(u16 granted) const;
@@ -291,6 +304,7 @@ class LTProto
 
     eReceiveResult BlockReceive(const u8 *block, u32 blockLen, Tools::MemoryBuffer &payload);
     u32 NegotiatedFile(const u8 *data, u32 len, TicketNr &ticketId) const;
+    int DataBlockWrite(u32 blockNr, const u8 *data, u32 len);
     u32 DataBlockReceiveNegotiation(const u8 *data, u32 len);
     void FileRequestAnswered(u32 fileId);
     eReceiveResult DataBlockReceive(u32 blockNr, const u8 *data, u32 len, Tools::MemoryBuffer &payload);
@@ -300,8 +314,11 @@ class LTProto
     Tools::StringUtf8 ReceiveFileNameGenerate(u32 key);
     bool ReceiveFileIndexSave();
     u16 ReceiveFileIndexLoad();
-    void ReceiveFilePresenceCheck();
+    bool ReceiveFileListHasRoom();
     bool ReceiveFileIndexScanFilSystem();
+    std::set<u32> MarkedFiles(eFileMark mark) const;
+    void PartialFilesRemove();
+    std::vector<ReceivedFile> UntoldFiles();
     u16 ReceiveFileSendOnMqAll() const;
 
     eComType m_comType = eComType::UNDEFINED;
@@ -337,12 +354,12 @@ class LTProto
     u64 m_dropTellAtMSec = 0;
     u64 m_reconnectAtMSec = 0; // when a subscriber without its main station begins its next attempt
 
-    FileQueue m_sendQueueFile;                // the head is on its way
-    std::map<u16, u64> m_lateFiles;           // files that a lost client asked for; until when (m_clock) they are late
-    SentBlock m_sentBlock;                    // of the head, or the last one of a file that has left
-    std::optional<FileToSend> m_fileReceive;  // the file that comes in
-    u64 m_fileReceiveNextPacketTimeout = 0;   // of m_clock
-    std::vector<RcvFile> m_fileReceiveList;   // oldest first
+    FileQueue m_sendQueueFile;               // the head is on its way
+    std::map<u16, u64> m_lateFiles;          // files that a lost client asked for; until when (m_clock) they are late
+    SentBlock m_sentBlock;                   // of the head, or the last one of a file that has left
+    std::optional<FileToSend> m_fileReceive; // the file that comes in
+    u64 m_fileReceiveNextPacketTimeout = 0;  // of m_clock
+    RcvFileList m_fileReceiveList;
     size_t m_fileReceiveListRefreshAt = 1024; // entries
     bool m_fileIndexDamaged = false;
     platform::FolderLock m_folderLock;

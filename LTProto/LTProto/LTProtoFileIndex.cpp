@@ -27,52 +27,56 @@ const u8 *asBytes(const std::string &text)
 } // namespace
 
 // The index is loaded and set right before any name is given out.
-void LTProto::ReceiveFilesRestore()
+std::vector<LTProto::ReceivedFile> LTProto::ReceiveFilesRestore()
 {
     if (m_folderIsAnothers)
-        return;
+        return {};
     ReceiveFileIndexLoad();
+    PartialFilesRemove();
     if (ReceiveFileIndexScanFilSystem())
         Trace("Received files are missing on disk");
     if (!ReceiveFileIndexSave())
         Trace("Index of received files cannot be written");
     Trace("%u received files kept", unsigned{ReceiveFileSendOnMqAll()});
+    return UntoldFiles();
 }
 
 // Appends an entry for the file id `key` and saves the index. Returns the full name of its file, empty when there can be
 // none: a file that is not in the index would be lost at the next start.
 Tools::StringUtf8 LTProto::ReceiveFileNameGenerate(u32 key)
 {
-    if (m_folderIsAnothers)
+    if (m_folderIsAnothers || !ReceiveFileListHasRoom())
         return {};
-    if (m_fileReceiveList.size() >= m_fileReceiveListRefreshAt)
+    const u32 number = m_fileReceiveList.FreeNumber(static_cast<u32>(std::time(nullptr)), m_fileReceivePath);
+    const RcvFile fresh{key, number, true};
+    const Tools::StringUtf8 name = fresh.FileNameWithPath(m_fileReceivePath);
+    m_fileReceiveList.Add(fresh);
+    // The save flushes the folder, and the mark with it.
+    if (FileMarkAsPartial(name.ToStdString()) && ReceiveFileIndexSave())
+        return name;
+    m_fileReceiveList.Remove(number);
+    FileMarkRemove(name.ToStdString(), eFileMark::PARTIAL);
+    return {};
+}
+
+// A list that has grown to twice its size, or is full, forgets the files that the machine took.
+bool LTProto::ReceiveFileListHasRoom()
+{
+    if (m_fileReceiveList.Size() >= std::min<size_t>(m_fileReceiveListRefreshAt, RECORDS_MAX))
     {
-        ReceiveFilePresenceCheck();
-        std::erase_if(m_fileReceiveList, [](const RcvFile &entry) { return !entry.m_filePresence; });
-        m_fileReceiveListRefreshAt = std::max(REFRESH_FIRST, 2 * m_fileReceiveList.size());
+        m_fileReceiveList.PresenceCheck(m_fileReceivePath);
+        m_fileReceiveList.RemoveMissing();
+        m_fileReceiveListRefreshAt = std::max(REFRESH_FIRST, 2 * m_fileReceiveList.Size());
     }
-    if (m_fileReceiveList.size() >= RECORDS_MAX)
-        return {};
-    RcvFile fresh{key, static_cast<u32>(std::time(nullptr)), true};
-    const auto isListed = [&fresh](const RcvFile &entry) { return entry.m_fileName == fresh.m_fileName; };
-    while (std::any_of(m_fileReceiveList.begin(), m_fileReceiveList.end(), isListed) ||
-           platform::file_exists(fresh.FileNameWithPath(m_fileReceivePath).ToStdString().c_str()))
-        ++fresh.m_fileName;
-    m_fileReceiveList.push_back(fresh);
-    if (!ReceiveFileIndexSave())
-    {
-        m_fileReceiveList.pop_back();
-        return {};
-    }
-    return m_fileReceiveList.back().FileNameWithPath(m_fileReceivePath);
+    return m_fileReceiveList.Size() < RECORDS_MAX;
 }
 
 bool LTProto::ReceiveFileIndexSave()
 {
     if (m_folderIsAnothers)
         return false;
-    std::erase_if(m_fileReceiveList, [](const RcvFile &entry) { return !entry.m_filePresence; });
-    std::vector<u8> records(m_fileReceiveList.size() * RECORD_LEN);
+    m_fileReceiveList.RemoveMissing();
+    std::vector<u8> records(m_fileReceiveList.Size() * RECORD_LEN);
     u8 *out = records.data();
     for (const RcvFile &entry : m_fileReceiveList)
     {
@@ -109,7 +113,7 @@ u16 LTProto::ReceiveFileIndexLoad()
         if (entry.m_fileName == 0 || entry.m_key > FILE_ID_MAX)
             m_fileIndexDamaged = true;
         else
-            m_fileReceiveList.push_back(entry);
+            m_fileReceiveList.Add(entry);
     }
     // More than could be read, for whatever reason, may list more files.
     if (m_fileIndexDamaged || u64{RECORD_LEN} * count != size)
@@ -121,25 +125,13 @@ u16 LTProto::ReceiveFileIndexLoad()
     return static_cast<u16>(std::min<u32>(count, UINT16_MAX));
 }
 
-// An entry goes with its file, not with a question that the system could not answer.
-void LTProto::ReceiveFilePresenceCheck()
-{
-    for (RcvFile &entry : m_fileReceiveList)
-        entry.m_filePresence =
-            platform::file_isRegular(entry.FileNameWithPath(m_fileReceivePath).ToStdString().c_str(), true);
-}
-
-// Marks the entries whose file is on disk and deletes the files that have no entry. True when an entry's file is
-// missing.
+// Marks the entries whose file is on disk and deletes the files that have no entry, unless a damaged index may have listed
+// them or the machine was not told of them. True when an entry's file is missing.
 bool LTProto::ReceiveFileIndexScanFilSystem()
 {
-    ReceiveFilePresenceCheck();
+    m_fileReceiveList.PresenceCheck(m_fileReceivePath);
+    const bool hasMissing = m_fileReceiveList.HasMissing();
     const std::string folder = m_fileReceivePath.ToStdString();
-    std::vector<u32> known;
-    for (const RcvFile &entry : m_fileReceiveList)
-        known.push_back(entry.m_fileName);
-    std::sort(known.begin(), known.end());
-
     platform::sOSFileFind find;
     for (bool more = platform::FS_findFirst(&find, asBytes(folder), asBytes(std::string("*.tmp"))); more;
          more = platform::FS_findNext(find))
@@ -147,22 +139,83 @@ bool LTProto::ReceiveFileIndexScanFilSystem()
         if (platform::FS_findIsDirectory(find))
             continue;
         const std::string name = reinterpret_cast<const char *>(platform::FS_findGetFileName(find));
-        const RcvFile entry{0, RcvFile::FileNameFromString(name), true};
-        const bool isNumber = entry.m_fileName != 0 && entry.FileNameAsString() == name;
-        if (isNumber && std::binary_search(known.begin(), known.end(), entry.m_fileName))
+        const RcvFile entry{0, RcvFile::NumberOf(name), true};
+        if (entry.m_fileName != 0 && m_fileReceiveList.Holds(entry.m_fileName))
             continue;
-        if (!isNumber || !m_fileIndexDamaged)
-            platform::file_delete((folder + name).c_str());
-        else if (platform::file_isRegular((folder + name).c_str()))
-            m_fileReceiveList.push_back(entry);
+        const std::string path = folder + name;
+        const bool mayBeNeeded = m_fileIndexDamaged || FileMarkIsSet(path, eFileMark::UNTOLD);
+        if (entry.m_fileName == 0 || !mayBeNeeded)
+            platform::file_delete(path.c_str());
+        else if (platform::file_isRegular(path.c_str()))
+            m_fileReceiveList.Add(entry);
     }
-    return std::any_of(m_fileReceiveList.begin(), m_fileReceiveList.end(),
-                       [](const RcvFile &entry) { return !entry.m_filePresence; });
+    return hasMissing;
+}
+
+// The numbers of the files that have such a mark.
+std::set<u32> LTProto::MarkedFiles(eFileMark mark) const
+{
+    std::set<u32> numbers;
+    platform::sOSFileFind find;
+    for (bool more = platform::FS_findFirst(&find, asBytes(m_fileReceivePath.ToStdString()),
+                                            asBytes(std::string("*").append(FileMarkExtension(mark))));
+         more; more = platform::FS_findNext(find))
+        numbers.insert(FileMarkNumber(reinterpret_cast<const char *>(platform::FS_findGetFileName(find)), mark));
+    numbers.erase(0);
+    return numbers;
+}
+
+// What was cut off goes: the file first, which must not be without its mark.
+void LTProto::PartialFilesRemove()
+{
+    for (const u32 number : MarkedFiles(eFileMark::PARTIAL))
+    {
+        const std::string name = RcvFile{0, number, true}.FileNameWithPath(m_fileReceivePath).ToStdString();
+        m_fileReceiveList.Remove(number);
+        if (platform::file_delete(name.c_str()) || !platform::file_exists(name.c_str()))
+            FileMarkRemove(name, eFileMark::PARTIAL);
+    }
+}
+
+// A mark goes that has no file. One whose file has lost its id stays: nobody can be told of it.
+std::vector<LTProto::ReceivedFile> LTProto::UntoldFiles()
+{
+    std::vector<ReceivedFile> files;
+    std::set<u32> untold = MarkedFiles(eFileMark::UNTOLD);
+    for (const RcvFile &entry : m_fileReceiveList)
+    {
+        if (untold.erase(entry.m_fileName) == 0)
+            continue;
+        const std::string name = entry.FileNameWithPath(m_fileReceivePath).ToStdString();
+        if (entry.m_key != 0)
+            files.push_back({entry.m_key, name});
+        else
+            Trace("Received file %s is kept, but not announced: its id is lost", name.c_str());
+    }
+    for (const u32 number : untold)
+        FileMarkRemove(RcvFile{0, number, true}.FileNameWithPath(m_fileReceivePath).ToStdString(), eFileMark::UNTOLD);
+    return files;
+}
+
+// Whether a name, however it is spelled, stands for the index, its new or its bad copy, a mark, or a received file that the
+// machine was not told of.
+bool LTProto::IsOwnFile(const std::string &name) const
+{
+    const std::string folder = m_fileReceivePath.ToStdString();
+    for (const char *own : {FILE_INDEX_NAME, FILE_INDEX_NEW_NAME, FILE_INDEX_BAD_NAME})
+        if (platform::file_isSame(name.c_str(), (folder + own).c_str()))
+            return true;
+    const std::string leaf = name.substr(name.rfind('/') + 1);
+    const std::string path = folder + leaf;
+    const auto isMarkOrMarked = [&](eFileMark mark)
+    { return FileMarkNumber(leaf, mark) != 0 || FileMarkIsSet(path, mark); };
+    return platform::file_isSame(name.c_str(), path.c_str()) &&
+           std::any_of(std::begin(FILE_MARKS), std::end(FILE_MARKS), isMarkOrMarked);
 }
 
 u16 LTProto::ReceiveFileSendOnMqAll() const
 {
-    return static_cast<u16>(std::min<size_t>(m_fileReceiveList.size(), UINT16_MAX));
+    return static_cast<u16>(std::min<size_t>(m_fileReceiveList.Size(), UINT16_MAX));
 }
 
 } // namespace LTProtocol

@@ -71,7 +71,7 @@ u32 LTProto::DataBlockReceiveNegotiation(const u8 *data, u32 len)
     if (ticketId == TICKET_SPONTANEOUS)
         FileRequestAnswered(fileId);
     const Tools::StringUtf8 name = ReceiveFileNameGenerate(fileId);
-    const u32 fileNum = name.m_len != 0 ? m_fileReceiveList.back().m_fileName : 0;
+    const u32 fileNum = name.m_len != 0 ? m_fileReceiveList.Newest().m_fileName : 0;
     ReceiveFileAbort();
     const u16 granted = std::min({asked, m_payloadSize, BLOCK_LEN_MAX});
     m_fileReceive.emplace(ticketId, eDataType::FILE_ID, fileId, granted, name);
@@ -103,10 +103,24 @@ void LTProto::FileRequestAnswered(u32 fileId)
     m_sendQueuePacket.RemoveHead();
 }
 
+// A result of ReceiveDataBlock. The last block is accepted when data, entry and mark of the file are on the disk; when they
+// cannot be had there, the reception is over.
+int LTProto::DataBlockWrite(u32 blockNr, const u8 *data, u32 len)
+{
+    if (!m_fileReceive)
+        return FileToSend::BLOCK_ERROR_ORDER;
+    const int result = m_fileReceive->ReceiveDataBlock(blockNr, data, len);
+    const bool isComplete = result == FileToSend::BLOCK_COMPLETE;
+    if (result != FileToSend::BLOCK_FILE_LOST && (!isComplete || FileMarkAsUntold(m_fileReceive->Name())))
+        return result;
+    Trace("File id %u cannot be kept: %s is not on the disk", m_fileReceive->m_dataValue, m_fileReceive->Name());
+    ReceiveFileAbort();
+    return FileToSend::BLOCK_ERROR_WRITE;
+}
+
 eReceiveResult LTProto::DataBlockReceive(u32 blockNr, const u8 *data, u32 len, Tools::MemoryBuffer &payload)
 {
-    const int result =
-        m_fileReceive ? m_fileReceive->ReceiveDataBlock(blockNr, data, len) : FileToSend::BLOCK_ERROR_ORDER;
+    const int result = DataBlockWrite(blockNr, data, len);
     if (result == FileToSend::BLOCK_ACCEPTED || result == FileToSend::BLOCK_COMPLETE)
     {
         ReceiveFileSetTimeout();
@@ -150,9 +164,11 @@ bool LTProto::ReceiveFileAbort()
 {
     if (!m_fileReceive)
         return false;
+    const std::string name = m_fileReceive->Name();
     m_fileReceive->FileRemove(true);
-    std::erase_if(m_fileReceiveList,
-                  [this](const RcvFile &entry) { return entry.m_fileName == m_fileReceive->m_fileNum; });
+    for (const eFileMark mark : FILE_MARKS)
+        FileMarkRemove(name, mark); // after the file, which must not be without it
+    m_fileReceiveList.Remove(m_fileReceive->m_fileNum);
     m_fileReceive.reset();
     ReceiveFileIndexSave();
     return true;

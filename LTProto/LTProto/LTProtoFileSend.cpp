@@ -31,8 +31,10 @@ bool LTProto::FileSend(u16 fileId, u8 errCode, const Tools::MemoryBuffer &name)
     }
     if (ticketId == TICKET_NONE && LateFileTake(fileId))
     {
-        FileToSend(TICKET_SPONTANEOUS, eDataType::FILE_ID, fileId, m_payloadSize, name).Abort(true);
-        Trace("FileSend:: fileId=%d came too late for a client that left: %s deleted", fileId, text.c_str());
+        FileToSend late(TICKET_SPONTANEOUS, eDataType::FILE_ID, fileId, m_payloadSize, name);
+        const bool deleted = SentFileDelete(late);
+        Trace("FileSend:: fileId=%d came too late for a client that left: %s %s", fileId, text.c_str(),
+              deleted ? "deleted" : "kept");
         return false;
     }
     bool queued = false;
@@ -135,9 +137,17 @@ void LTProto::FileSendGiveUp()
     m_sentBlock.Reset();
     if (m_sendQueueFile.empty() || m_sendQueueFile.front().m_packetNr == BLOCK_NR_NEGOTIATION)
         return;
-    m_sendQueueFile.front().Abort(true);
+    SentFileDelete(m_sendQueueFile.front());
     FileToSendRemove(m_sendQueueFile.begin());
     Trace("Sending file abort");
+}
+
+// Nobody's word deletes what is the bridge's own; false then.
+bool LTProto::SentFileDelete(FileToSend &file)
+{
+    const bool isOwn = IsOwnFile(file.Name());
+    file.Abort(!isOwn);
+    return !isOwn;
 }
 
 // ---- Blocks that the line swallowed.

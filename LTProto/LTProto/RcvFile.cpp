@@ -1,22 +1,17 @@
 #include "LTProto/LTProto/RcvFile.h"
 
 #include "LTProto/Tools/PrintfText.h"
+#include "toviCommonLib/OS/linux/linuxOS.h"
 
 #include <algorithm>
 #include <charconv>
 
 namespace LTProtocol
 {
-namespace
-{
-
-constexpr char EXTENSION[] = "tmp";
-
-} // namespace
 
 std::string RcvFile::FileNameAsString() const
 {
-    return Tools::PrintfToString("%08x.%s", m_fileName, EXTENSION);
+    return Tools::PrintfToString("%08x%s", m_fileName, EXTENSION);
 }
 
 bool RcvFile::FileNameWithPath(const Tools::StringUtf8 &folder, u8 *out, u32 size) const
@@ -43,12 +38,23 @@ u32 RcvFile::FileNameFromString(const std::string &name)
     u32 number = 0;
     const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), number, 16);
     const std::string rest(end, name.data() + name.size());
-    return error == std::errc{} && rest == std::string(".") + EXTENSION ? number : 0;
+    return error == std::errc{} && rest == EXTENSION ? number : 0;
 }
 
 u32 RcvFile::FileNameFromString(const Tools::StringUtf8 &name)
 {
     return FileNameFromString(name.ToStdString());
+}
+
+u32 RcvFile::NumberOf(const std::string &name)
+{
+    const u32 number = FileNameFromString(name);
+    return RcvFile{0, number, true}.FileNameAsString() == name ? number : 0;
+}
+
+std::string RcvFile::Folder()
+{
+    return reinterpret_cast<const char *>(platform::getAppPathNoSlash()) + std::string("/BridgeTemp");
 }
 
 } // namespace LTProtocol

@@ -12,6 +12,8 @@ namespace LTProtocol
 class RcvFile
 {
   public:
+    static constexpr char EXTENSION[] = ".tmp";
+
     u32 m_key = 0;               // file id; 0 when it is not known any more
     u32 m_fileName = 0;          // the number that names the file
     bool m_filePresence = false; // whether the file is on disk
@@ -28,6 +30,12 @@ class RcvFile
     // The number that a name stands for, 0 for none.
     static u32 FileNameFromString(const std::string &name);
     static u32 FileNameFromString(const Tools::StringUtf8 &name);
+
+    // As above, but of the one spelling alone that FileNameAsString gives.
+    static u32 NumberOf(const std::string &name);
+
+    // The folder of received files, below the program's, without a trailing slash.
+    static std::string Folder();
 };
 
 } // namespace LTProtocol

@@ -1,145 +1,11 @@
 // Files through the bridge, both ways, byte by byte.
-#include "tests/endToEnd/UartFixture.h"
+#include "tests/endToEnd/FileFixture.h"
 
 #include <cstring>
-#include <fcntl.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
 
 namespace
 {
-
-using Bytes = std::vector<u8>;
-
-constexpr u32 LAST_BLOCK = 0xFFFFFF;
-
-Bytes contentOf(size_t size)
-{
-    Bytes bytes(size);
-    for (size_t i = 0; i < size; ++i)
-        bytes[i] = static_cast<u8>(i * 31 + (i >> 8));
-    return bytes;
-}
-
-std::string textOf(const Bytes &bytes)
-{
-    return {bytes.begin(), bytes.end()};
-}
-
-// A number as hexadecimal bytes, most significant first.
-std::string number(u32 value, int width)
-{
-    Bytes bytes;
-    for (int i = width - 1; i >= 0; --i)
-        bytes.push_back(static_cast<u8>(value >> (8 * i)));
-    return hexOf(bytes);
-}
-
-std::string negotiation(u32 blockLen, const std::string &what)
-{
-    return "AA 00 00 00 " + number(blockLen, 2) + " " + what;
-}
-
-// The block `nr` of a file that goes out in blocks of `blockLen`, as a packet; the last one numbered as such.
-Bytes blockOf(const Bytes &file, u32 nr, size_t blockLen)
-{
-    const size_t start = (nr - 1) * blockLen;
-    const size_t count = std::min(blockLen, file.size() - start);
-    Bytes content = Hex("AA " + number(count < blockLen ? LAST_BLOCK : nr, 3));
-    content.insert(content.end(), file.begin() + static_cast<std::ptrdiff_t>(start),
-                   file.begin() + static_cast<std::ptrdiff_t>(start + count));
-    return Framed(content);
-}
-
-class FileTest : public UartTest
-{
-  protected:
-    void startLink(const std::vector<std::string> &more = {}, bool uart = false)
-    {
-        if (uart)
-            UartTest::startWithClient(more);
-        else
-            BridgeTest::startWithClient(more);
-        m_received = m_bridge->folder() + "/BridgeTemp/";
-    }
-
-    // What the bridge answers; polls that cross are passed over.
-    Bytes reply()
-    {
-        Bytes packet = m_client->receiveBytes();
-        while (hexOf(packet) == POLLING)
-            packet = m_client->receiveBytes();
-        return packet;
-    }
-    std::string exchange(const std::string &content)
-    {
-        m_client->send(content);
-        return hexOf(reply());
-    }
-    std::string exchange(const Bytes &packet)
-    {
-        m_client->sendRaw(packet);
-        return hexOf(reply());
-    }
-
-    // The name of the file that the machine is told, behind its id.
-    std::string announced(u32 fileId)
-    {
-        const Bytes message = m_smu.receiveBytes();
-        const Bytes head = Hex("90 02 00 00 " + number(fileId, 4));
-        EXPECT_EQ(hexOf({message.begin(), message.begin() + 8}), hexOf(head));
-        return textOf({message.begin() + 8, message.end()});
-    }
-
-    void upload(const Bytes &file, u32 blockLen, const std::string &what)
-    {
-        ASSERT_EQ(exchange(negotiation(blockLen, what)), framed(negotiation(blockLen, number(blockLen, 2))));
-        for (u32 nr = 1; nr <= file.size() / blockLen + 1; ++nr)
-            ASSERT_EQ(exchange(blockOf(file, nr, blockLen)), framed(ACK)) << nr;
-    }
-
-    // Takes the file that was announced as `what`, granting blocks of `blockLen`.
-    void download(const Bytes &file, u32 asked, u32 blockLen, const std::string &what)
-    {
-        ASSERT_EQ(exchange(ACK), framed(negotiation(asked, what)));
-        m_client->send(negotiation(asked, number(blockLen, 2)));
-        for (u32 nr = 1; nr <= file.size() / blockLen + 1; ++nr)
-        {
-            ASSERT_EQ(reply(), blockOf(file, nr, blockLen)) << nr;
-            m_client->send(ACK);
-        }
-        // Nothing follows the last ACK in the same read.
-        ASSERT_TRUE(m_bridge->prints(" bytes sended, last\n"));
-        ASSERT_TRUE(m_bridge->prints("Recv:(len=7)"));
-    }
-
-    // The machine offers a file; the bridge has queued it when this returns.
-    std::string offer(const std::string &name, const Bytes &file, const std::string &fileId)
-    {
-        m_folder.write(name, textOf(file));
-        announce(m_folder.path(name), fileId);
-        return m_folder.path(name);
-    }
-    void announce(const std::string &path, const std::string &fileId)
-    {
-        Bytes message = Hex("90 02 00 00 " + fileId);
-        message.insert(message.end(), path.begin(), path.end());
-        m_smu.sendRaw(consoleFrame(message));
-        ASSERT_TRUE(m_bridge->prints("(element in queue "));
-    }
-
-    // The names in the folder of received files.
-    std::vector<std::string> received() const
-    {
-        std::vector<std::string> names;
-        for (const auto &entry : std::filesystem::directory_iterator(m_received))
-            names.push_back(entry.path().filename());
-        std::sort(names.begin(), names.end());
-        return names;
-    }
-
-    std::string m_received; // with a trailing slash
-};
 
 class FileLinkTest : public FileTest, public testing::WithParamInterface<const char *>
 {
@@ -164,11 +30,7 @@ TEST_P(FileLinkTest, FilesOfEverySizePassBothWays)
         SCOPED_TRACE(size);
         const Bytes file = contentOf(size);
         ASSERT_NO_FATAL_FAILURE(upload(file, blockLen, "05 00 07"));
-        const std::string path = announced(7);
-        EXPECT_EQ(readFile(path), textOf(file));
-        struct stat info = {};
-        EXPECT_EQ(stat(path.c_str(), &info), 0);
-        EXPECT_EQ((info.st_mode & 0777U), 0640);
+        EXPECT_EQ(readFile(announced(7)), textOf(file));
 
         const std::string offered = offer("offered", file, "00 00 00 09");
         ASSERT_NO_FATAL_FAILURE(download(file, large, blockLen, "05 00 09"));
@@ -230,7 +92,7 @@ TEST_F(FileTest, AReceptionThatIsCutOffLeavesNothing)
     {
         ASSERT_EQ(exchange(negotiation(1000, "05 00 07")), framed(negotiation(1000, "03 E8")));
         ASSERT_EQ(exchange(blockOf(contentOf(2000), 1, 1000)), framed(ACK));
-        EXPECT_EQ(received().size(), 2U);
+        EXPECT_EQ(received().size(), 3U); // the mark, the file, the index
     };
     begin();
     m_client->send(ACK); // a link command ends it
@@ -358,7 +220,7 @@ TEST_F(FileTest, OnAFullDiskEveryAcknowledgedByteIsThere)
     for (u32 nr : {1U, 2U})
         EXPECT_EQ(exchange(blockOf(file, nr, 1000)), framed(ACK));
     EXPECT_EQ(exchange(blockOf(file, 3, 1000)), framed("2A 02 00 03")); // only a half of it fits
-    EXPECT_EQ(readFile(m_received + received().front()), textOf({file.begin(), file.begin() + 2000}));
+    EXPECT_EQ(readFile(m_received + received().at(1)), textOf({file.begin(), file.begin() + 2000}));
     EXPECT_EQ(exchange("33 06 00 00 00 04"), framed("66 FF FF FF FF 80 00 00 00 00")); // values go on
 }
 
@@ -369,6 +231,7 @@ TEST_F(FileTest, ASecondBridgeInTheFolderRefusesFilesTouchesNothingAndRelaysAllE
     const Bytes file = contentOf(10);
     ASSERT_NO_FATAL_FAILURE(upload(file, 1000, "05 00 07"));
     const std::string path = announced(7);
+    awaitFreshRecord();
     m_folder.write("stray", ""); // and one in the folder that a restart would delete
     std::filesystem::rename(m_folder.path("stray"), m_received + "00000001.tmp");
     const std::vector<std::string> before = received();
@@ -388,6 +251,31 @@ TEST_F(FileTest, ASecondBridgeInTheFolderRefusesFilesTouchesNothingAndRelaysAllE
     EXPECT_EQ(client.receive(), framed("66 FF FF FF FF 80 00 00 00 00"));
     EXPECT_EQ(received(), before);
     EXPECT_EQ(readFile(path), textOf(file));
+}
+
+TEST_F(FileTest, WhatTheBridgeMakesIsForOwnerAndGroupAlone)
+{
+    struct Row
+    {
+        const char *name;
+        mode_t callersMask;
+        mode_t folder, file;
+    };
+    for (const Row &row : {Row{"open caller", 0, 0750, 0640}, Row{"strict caller", 077, 0700, 0600}})
+    {
+        SCOPED_TRACE(row.name);
+        const mode_t before = umask(row.callersMask); // of the bridge that starts now
+        startLink({"-logfile", "bridge.log"});
+        umask(before);
+        ASSERT_FALSE(HasFatalFailure());
+        ASSERT_NO_FATAL_FAILURE(upload({}, 1000, "05 00 07"));
+        EXPECT_EQ(modeOf(announced(7)), row.file);
+        EXPECT_EQ(modeOf(m_received + "index.dat"), row.file);
+        EXPECT_EQ(modeOf(m_received), row.folder);
+        EXPECT_EQ(modeOf(m_bridge->folder() + "/bridge.log"), row.file);
+        m_client->leave();
+        stop();
+    }
 }
 
 TEST_F(FileTest, WithoutAFolderFilesAreRefusedAndValuesGoOn)

@@ -67,6 +67,11 @@ TEST(History, ShowsWhatTheLinksPromisedAndDidNotKeep)
          "changed on the way, was acknowledged and never reached the machine"},
         {"2 > value - 9 DATA_BUFFER 00 twice/3 < ack/4 > value - 8 DATA_BUFFER 01/5 < ack", "", ""}, // whose ACK?
         {"2 > file-begin - 5 - 9:AA/3 > file-end - 5 done", "4 < file-end - 5 done 9:AA", ""},
+        {"2 > file-begin - 5 - 9:AA/3 > file-end - 5 done", "4 < file-end - 5 done 9:AA/5 < file-end - 5 done 9:AA",
+         "came twice"},
+        {"2 > file-begin - 5 - 9:AA/3 > file-end - 5 done",
+         "4 < file-end - 5 done 9:AA/5 > up/6 < file-end - 5 done 9:AA",
+         ""}, // it was killed before it noted that it had told
         {"2 > file-begin - 5 - 9:AA/3 > file-end - 5 done", "", "was acknowledged and the machine never heard of it"},
         // Unchanged, in order, once.
         {"2 > value - 100 DATA_BUFFER 01", "4 < value - 100 DATA_BUFFER 02", "changed on the way"},

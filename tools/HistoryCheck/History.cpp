@@ -82,6 +82,7 @@ class History
     void checkToClient();
     void checkUploads();
     void checkDownloads();
+    bool isToldAgain(const Items &before, const Item &file) const;
     bool mayBeLost(const JournalLine &said, const JournalLine &by);
     Item heardByClient(const JournalLine &line) const;
     void violated(const char *text, const JournalLine *line, const JournalLine *other = nullptr)
@@ -338,7 +339,7 @@ void History::checkUploads()
     }
     Items heard;
     for (const JournalLine &line : m_machine)
-        if (line.is('<', "file-end"))
+        if (line.is('<', "file-end") && !isToldAgain(heard, itemOf(line)))
             heard.push_back(itemOf(line));
     matchInOrder(said, heard, isSameFile, m_violations);
     for (size_t i = 0; i < said.size(); ++i)
@@ -347,6 +348,20 @@ void History::checkUploads()
         if (isDone && !said[i].heard && !said[i].mayChange && !mayBeLost(*said[i].line, *ends[i]))
             violated("was acknowledged and the machine never heard of it", ends[i], said[i].line);
     }
+}
+
+// A bridge that ended suddenly may not have noted that it told the machine of this file: the next one tells it once more.
+bool History::isToldAgain(const Items &before, const Item &file) const
+{
+    const Session *session = sessionAt(m_sessions, file.line->timeMSec);
+    const auto isSame = [&](const Item &earlier)
+    {
+        if (!isSameFile(earlier, file))
+            return false;
+        const Session *first = sessionAt(m_sessions, earlier.line->timeMSec);
+        return first != nullptr && first != session && first->end == eEnd::sudden;
+    };
+    return std::ranges::any_of(before, isSame);
 }
 
 void History::checkDownloads()

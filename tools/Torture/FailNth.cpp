@@ -140,6 +140,7 @@ HOOK(int, ioctl, (int fd, unsigned long request, void *argument), (fd, request, 
 HOOK(ssize_t, read, (int fd, void *to, size_t size), (fd, to, size), -1)
 HOOK_BEHIND(int, close, (int fd), (fd), -1)
 HOOK(int, fsync, (int fd), (fd), -1)
+HOOK(int, fdatasync, (int fd), (fd), -1)
 HOOK(int, ftruncate64, (int fd, i64 size), (fd, size), -1)
 HOOK(i64, lseek64, (int fd, i64 offset, int whence), (fd, offset, whence), -1)
 HOOK(int, stat64, (const char *path, void *out), (path, out), -1)

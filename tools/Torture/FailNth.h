@@ -30,6 +30,7 @@ constexpr char CONTROL_VARIABLE[] = "FAILNTH_CONTROL";
     CALL(puts, ENOSPC)                                                                                                 \
     CALL(close, EIO)                                                                                                   \
     CALL(fsync, EIO)                                                                                                   \
+    CALL(fdatasync, EIO)                                                                                               \
     CALL(ftruncate64, EIO)                                                                                             \
     CALL(lseek64, EIO)                                                                                                 \
     CALL(stat64, ENOMEM)                                                                                               \

@@ -199,3 +199,29 @@ TEST_F(FileQueueTest, AValueThatWaitedForAReceptionLeavesByItselfWhenItsTimeIsOv
     EXPECT_EQ(m_engine->OnCycle(), eReceiveResult::Unknown);
     EXPECT_EQ(Sent(), "");
 }
+
+TEST_F(FileQueueTest, AFullListOfReceivedFilesTakesTheNextAsSoonAsOneIsGone)
+{
+    constexpr u32 FILES_MAX = 65536;
+    constexpr u32 FIRST = 0x1000;
+    const std::string folder = "BridgeTemp/";
+    std::ofstream index(folder + "index.dat");
+    for (u32 number = FIRST; number < FIRST + FILES_MAX; ++number)
+    {
+        const RcvFile entry{7, number, true};
+        std::ofstream(folder + entry.FileNameAsString()).flush();
+        index.write(reinterpret_cast<const char *>(&entry.m_key), 4);
+        index.write(reinterpret_cast<const char *>(&entry.m_fileName), 4);
+    }
+    index.close();
+    m_engine->ReceiveFilesRestore();
+    for (int i = 0; i < 2; ++i)
+    {
+        Feed("AA 00 00 00 00 64 05 00 07");
+        EXPECT_EQ(Sent(), FramedHex("2A 02 00 03"));
+    }
+    std::filesystem::remove(folder + RcvFile{7, FIRST, true}.FileNameAsString());
+    Feed("AA 00 00 00 00 64 05 00 07");
+    EXPECT_EQ(Sent(), FramedHex("AA 00 00 00 00 64 00 64"));
+    std::filesystem::remove_all(folder);
+}

@@ -20,14 +20,10 @@ bool isAbsence(int error)
     return error == ENOENT || error == ENOTDIR;
 }
 
-// What makes a rename last; not every file system can, and none needs to report it.
-void flushFolderOf(const std::string &path)
+// A file system that knows no flush is not at fault.
+bool isFlushed(long result)
 {
-    const size_t slash = path.rfind('/');
-    const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash + 1);
-    const FileDescriptor descriptor(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (descriptor.isOpen())
-        fsync(descriptor.get());
+    return result == 0 || errno == EINVAL;
 }
 
 } // namespace
@@ -96,6 +92,25 @@ bool file_write(const FileDescriptor &file, const void *data, u32 size)
     return true;
 }
 
+void file_beginWriteOut(const FileDescriptor &file, u64 offset, u64 size)
+{
+    sync_file_range(file.get(), static_cast<off64_t>(offset), static_cast<off64_t>(size), SYNC_FILE_RANGE_WRITE);
+}
+
+bool file_flush(const FileDescriptor &file)
+{
+    return isFlushed(TEMP_FAILURE_RETRY(fdatasync(file.get())));
+}
+
+bool file_flushFolderOf(const char *path)
+{
+    const std::string name = path;
+    const size_t slash = name.rfind('/');
+    const std::string folder = slash == std::string::npos ? "." : name.substr(0, slash + 1);
+    const FileDescriptor descriptor(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    return descriptor.isOpen() && isFlushed(TEMP_FAILURE_RETRY(fsync(descriptor.get())));
+}
+
 bool file_cutBack(const FileDescriptor &file, u64 size)
 {
     const off_t end = static_cast<off_t>(size);
@@ -114,6 +129,19 @@ bool file_isRegular(const char *path, bool unsure)
     return lstat(path, &info) == 0 ? S_ISREG(info.st_mode) : unsure && !isAbsence(errno);
 }
 
+bool file_isSame(const char *path, const char *other)
+{
+    struct stat first;
+    struct stat second;
+    return lstat(path, &first) == 0 && lstat(other, &second) == 0 && first.st_dev == second.st_dev &&
+           first.st_ino == second.st_ino;
+}
+
+bool file_rename(const char *path, const char *newPath)
+{
+    return std::rename(path, newPath) == 0;
+}
+
 bool file_delete(const char *path)
 {
     return file_isRegular(path) && unlink(path) == 0;
@@ -122,17 +150,17 @@ bool file_delete(const char *path)
 bool file_replace(const char *path, const void *data, u32 size)
 {
     const std::string fresh = std::string(path) + ".new";
-    file_delete(fresh.c_str()); // of a crash
+    unlink(fresh.c_str()); // of a crash; of a link the name alone
     FileDescriptor file = file_create(fresh.c_str());
     if (!file.isOpen())
         return false;
     const bool written = file_write(file, data, size) && fsync(file.get()) == 0;
-    if (!file.close() || !written || std::rename(fresh.c_str(), path) != 0)
+    if (!file.close() || !written || !file_rename(fresh.c_str(), path))
     {
         file_delete(fresh.c_str());
         return false;
     }
-    flushFolderOf(path);
+    file_flushFolderOf(path); // what makes the rename last
     return true;
 }
 

@@ -52,6 +52,15 @@ bool file_goTo(const FileDescriptor &file, u64 offset);
 // True when all bytes are with the system; otherwise some of them may be.
 bool file_write(const FileDescriptor &file, const void *data, u32 size);
 
+// Has the system begin to write these bytes to the disk, without waiting; a hint that not every file system takes.
+void file_beginWriteOut(const FileDescriptor &file, u64 offset, u64 size);
+
+// True when the content is on the disk, where the file system can tell.
+bool file_flush(const FileDescriptor &file);
+
+// True when the entries of the folder that `path` is in are on the disk, where the file system can tell.
+bool file_flushFolderOf(const char *path);
+
 // Drops what stands behind the first `size` bytes; the next write goes there.
 bool file_cutBack(const FileDescriptor &file, u64 size);
 
@@ -61,11 +70,17 @@ bool file_exists(const char *path, bool unsure = false);
 // Whether a regular file of that name is there; a link is none. `unsure` as above.
 bool file_isRegular(const char *path, bool unsure = false);
 
+// Whether both names stand for one file that is there, however they are spelled; a link is not what it points to.
+bool file_isSame(const char *path, const char *other);
+
+// What has the new name already is replaced.
+bool file_rename(const char *path, const char *newPath);
+
 // Deletes a regular file, nothing else.
 bool file_delete(const char *path);
 
 // Gives the file `path` a new content in one step: after a crash it has the old one or the new one, on the disk. Goes
-// over "<path>.new".
+// over "<path>.new"; what has that name goes, a link too, but no folder.
 bool file_replace(const char *path, const void *data, u32 size);
 
 } // namespace platform
