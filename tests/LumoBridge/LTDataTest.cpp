@@ -56,11 +56,18 @@ TEST_F(LTDataTest, DecodingSetsWhatTheBytesHold)
 TEST_F(LTDataTest, WhatIsRefusedChangesAndPostsNothing)
 {
     for (eDataType none : {UNDEFINED, INTEGER_POSITIVE, STRING_UTF, NULL_DATA})
-        EXPECT_FALSE(r.Set(none, 4, NULL_DATA, 7, u8{0}) || r.SendVar(q, none, 4, 2.5F, 1) ||
-                     r.Set(none, 4, STRING_UTF, 1, "z"));
-    EXPECT_FALSE(r.Set(STRING_UTF, 7, u8{0}) || r.SendVar(q, 4, DATA_BUFFER, 7, u8{0}) || r.Set(FILE_ID, 1, "z") ||
-                 r.SendVar(q, 4, FILE_ID, 1, "z") || r.SendVar(q, FILE_ID, 4, FILE_ID, 1, "z") ||
-                 r.SendDataRaw(q, 4, NULL_DATA, 1, "z") || r.SendRequest(q)); // a ticket cannot be asked for
+    {
+        EXPECT_FALSE(r.Set(none, 4, NULL_DATA, 7, u8{0}));
+        EXPECT_FALSE(r.SendVar(q, none, 4, 2.5F, 1));
+        EXPECT_FALSE(r.Set(none, 4, STRING_UTF, 1, "z"));
+    }
+    EXPECT_FALSE(r.Set(STRING_UTF, 7, u8{0}));
+    EXPECT_FALSE(r.SendVar(q, 4, DATA_BUFFER, 7, u8{0}));
+    EXPECT_FALSE(r.Set(FILE_ID, 1, "z"));
+    EXPECT_FALSE(r.SendVar(q, 4, FILE_ID, 1, "z"));
+    EXPECT_FALSE(r.SendVar(q, FILE_ID, 4, FILE_ID, 1, "z"));
+    EXPECT_FALSE(r.SendDataRaw(q, 4, NULL_DATA, 1, "z"));
+    EXPECT_FALSE(r.SendRequest(q)); // a ticket cannot be asked for
     EXPECT_TRUE(r.m_request);
     EXPECT_EQ(r.m_elemType, TICKET_ID);
     EXPECT_EQ(r.m_dataBuffer.ToHex(), "2a");

@@ -110,5 +110,6 @@ TEST_F(ToviConnTest, RecordsBecomeMessages)
     EXPECT_FALSE(m_machine.conn.IsDead());
     m_machine.smu.leave();
     received("", eToviConnStatus::ABORT);
-    EXPECT_FALSE(m_machine.conn.MessageSend(request) && m_machine.conn.MessageSend(request)) << "it has left";
+    m_machine.conn.MessageSend(request); // which the system may still take
+    EXPECT_FALSE(m_machine.conn.MessageSend(request)) << "it has left";
 }

@@ -35,7 +35,10 @@ class PacketTableTest : public BridgeTest, public testing::WithParamInterface<co
             awaitPacketWasRead();
         for (size_t at = 0, end = 0; end != std::string::npos && clientGets != "silence"; at = end + 2)
             expectClientGets(clientGets.substr(at, (end = clientGets.find(", ", at)) - at));
-        EXPECT_TRUE(machineGets == "silence" || m_smu.receive() == hexOf(Hex(withTicket(machineGets))));
+        if (machineGets != "silence")
+        {
+            EXPECT_EQ(m_smu.receive(), hexOf(Hex(withTicket(machineGets))));
+        }
         m_ticket += clientGets.ends_with("tt") ? 1 : 0;
     }
     void startAgain()

@@ -20,7 +20,9 @@ TEST(ComDevUart, OpensItsLastDeviceAgain)
     OSWaitableGrp group;
     EXPECT_FALSE(device.Set(nullptr, 115200)); // none yet
     EXPECT_FALSE(device.Set(pty.device().c_str(), 9600));
-    EXPECT_FALSE(device.IsConnected() || device.Close() || device.WaitableGroupRelink());
+    EXPECT_FALSE(device.IsConnected());
+    EXPECT_FALSE(device.Close());
+    EXPECT_FALSE(device.WaitableGroupRelink());
     EXPECT_FALSE(device.Set("/dev/null", 115200)); // opens half way
     EXPECT_FALSE(device.IsConnected());
     ASSERT_TRUE(device.Set(pty.device().c_str(), 115200));

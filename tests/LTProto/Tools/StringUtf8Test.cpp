@@ -54,7 +54,10 @@ TEST(StringUtf8, ChangesLeaveATerminatedText)
         EXPECT_EQ(c.change(text), c.result) << c.name;
         EXPECT_EQ(text.ToStdString(), c.after) << c.name;
         EXPECT_EQ(text.m_ptr == nullptr, c.after.empty()) << c.name;
-        EXPECT_TRUE(text.m_ptr == nullptr || text.m_ptr[text.m_len] == 0) << c.name;
+        if (text.m_ptr != nullptr)
+        {
+            EXPECT_EQ(text.m_ptr[text.m_len], 0) << c.name;
+        }
     }
 }
 

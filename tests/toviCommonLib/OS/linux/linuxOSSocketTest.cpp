@@ -76,7 +76,8 @@ TEST_F(SocketTest, DescriptorZeroIsNotOpenWhateverItIs)
     EXPECT_EQ(socket_write(server, "a", 1), 1);
     OSSocket zero{0, 0};
     EXPECT_EQ(socket_read(zero, bytes, 8, 1, false) + socket_write(zero, "b", 1), 0);
-    EXPECT_FALSE(socket_isOpen(zero) || socket_setReadTimeoutMSec(zero, 1));
+    EXPECT_FALSE(socket_isOpen(zero));
+    EXPECT_FALSE(socket_setReadTimeoutMSec(zero, 1));
     socket_close(zero);
     EXPECT_EQ(zero.socketID, 0);
     EXPECT_EQ(dup2(before.get(), 0), 0);
@@ -164,7 +165,8 @@ TEST(SocketUDP, BringsADatagramAndItsSenderAndAnswers)
     EXPECT_TRUE(socket_isOpen(other));
     for (OSSocket *sok : {&one, &other}) // sending bound the second one too
         EXPECT_EQ(socket_UDPbind(*sok, 0, eSocketBindMode::anyInterface, ""), eSocketError::alreadyBound);
-    EXPECT_FALSE(socket_isOpen(one) || socket_isOpen(other));
+    EXPECT_FALSE(socket_isOpen(one));
+    EXPECT_FALSE(socket_isOpen(other));
 }
 
 TEST(SocketUDP, BindPrintsALineForWhatHasNoResultOfItsOwn)

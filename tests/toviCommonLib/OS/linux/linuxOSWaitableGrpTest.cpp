@@ -86,7 +86,10 @@ TEST_F(WaitableGrpSocket, IsWaitedForTheWayThatIsAskedForAndItsEndInAnyCase)
     {
         EXPECT_TRUE(group.setSocketInterest(sok, reading, writing));
         EXPECT_EQ(group.wait(0), ready) << reading << writing;
-        EXPECT_EQ(ready != 0 && group.getEventIsEnd(0), false);
+        if (ready != 0)
+        {
+            EXPECT_FALSE(group.getEventIsEnd(0));
+        }
     }
     EXPECT_TRUE(group.setSocketInterest(sok, false, false));
     platform::socket_close(peer);
