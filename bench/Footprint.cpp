@@ -54,7 +54,7 @@ void measureAnswers(sContext &context)
         bridge.machine.flood(true);
         bridge.client->setVariable(VARIABLE_SET, 0); // wakes its thread
         std::vector<double> msec;
-        for (u32 i = 0; i < context.scaled(50, 5); ++i)
+        for (u32 i = 0; i < context.scaled(20, 5); ++i)
         {
             const u64 before = nowNSec();
             bridge.client->askInFlood(VARIABLE_ASKED);
