@@ -1,0 +1,154 @@
+#!/usr/bin/env bash
+# Plants the faults of scripts/mutants.txt one at a time in a copy, and looks whether a test notices. Works on a fresh Debian 12;
+# asks nothing.
+#   scripts/mutants.sh                    all faults, afresh
+#   scripts/mutants.sh --part 2/8         every eighth from the second on; parts have copies of their own, and may run at once
+#   scripts/mutants.sh --files FILE...    those of these files
+#   scripts/mutants.sh --check            plants none: looks whether each can be planted
+# What is known of each fault stands in build/mutants/results. When all are known, the table goes into docs/quality.md.
+. "$(dirname "$0")/common.sh"
+
+OUT=$PWD/build/mutants
+RESULTS=$OUT/results
+WANTED=95                                                     # percent of the faults
+TEST_SEC=60                                                   # one test; twice, as a test may fail by chance
+UNIT_TESTS=(toviCommonLib LTProto LumoBridge LumoClient LumoSmuSim tools)
+FAULTS=() FILES=() OLDS=() NEWS=() WHYS=()
+
+read_list() {
+    local line
+    while IFS= read -r line; do
+        case $line in
+        '# '*) FAULTS+=("${line:2}") FILES+=('') OLDS+=('') NEWS+=('') WHYS+=('') ;;
+        '@ '*) FILES[-1]=${line:2} ;;
+        '-' | '- '*) OLDS[-1]+=${OLDS[-1]:+$'\n'}${line:2} ;;
+        '+' | '+ '*) NEWS[-1]+=${NEWS[-1]:+$'\n'}${line:2} ;;
+        '! '*) WHYS[-1]=${line:2} ;;
+        esac
+    done <scripts/mutants.txt
+}
+
+# planted INDEX: the file with the fault in it. Fails when the place is not there exactly once.
+planted() {
+    local text old=${OLDS[$1]} without
+    [ -f "${FILES[$1]}" ] && [ -n "$old" ] && [ "$old" != "${NEWS[$1]}" ] || return 1
+    text=$(cat "${FILES[$1]}"; printf .) # the dot keeps the line feeds at the end
+    text=${text%.}
+    without=${text//"$old"/}
+    [ $((${#text} - ${#without})) -eq ${#old} ] || return 1
+    printf '%s' "${text/"$old"/"${NEWS[$1]}"}"
+}
+
+check_list() {
+    local i failed=0
+    for i in "${!FAULTS[@]}"; do
+        planted "$i" >/dev/null || { say "Cannot be planted: ${FAULTS[$i]} (${FILES[$i]})"; failed=1; }
+    done
+    return $failed
+}
+
+# The copy is brought to the state of the tree; what is the same keeps its time, so that little is built.
+refresh_copy() {
+    local file
+    git ls-files | while IFS= read -r file; do
+        cmp -s "$file" "$COPY/$file" || cp --parents "$file" "$COPY"
+    done
+}
+
+# suite NAME: builds one test program, with the daemon for the last, and runs it. Leaves the first test that failed in NOTICED.
+suite() {
+    local target=$1Tests log=$COPY/build/suite.log
+    NOTICED=''
+    cmake --build "$COPY/build" --target "$target" >"$log" 2>&1 || { NOTICED='DOES NOT COMPILE'; return 1; }
+    LUMO_MUTANT=$$ timeout -s KILL $((10 * TEST_SEC)) ctest --test-dir "$COPY/build/tests/$1" --stop-on-failure \
+        --repeat until-pass:2 --parallel 4 >"$log" 2>&1 && return 0
+    NOTICED=$(sed -n 's/.*Test *#[0-9]*: \([^ ]*\).*\*\*\*.*/\1/p' "$log" | head -n 1)
+    NOTICED=${NOTICED:-a time limit}
+    end_leftovers
+    return 1
+}
+
+# What a test that was ended has left behind, found by a mark in its environment.
+end_leftovers() {
+    local environment
+    for environment in $(grep -lzsx "LUMO_MUTANT=$$" /proc/[0-9]*/environ); do
+        kill -KILL "$(cut -d / -f 3 <<<"$environment")" 2>/dev/null || true
+    done
+}
+
+# all_suites FILE: the tests of its own folder first, those of the whole daemon last.
+all_suites() {
+    local own=${1%%/*} name
+    suite "$own" || return 1
+    for name in "${UNIT_TESTS[@]}" endToEnd; do
+        [ "$name" = "$own" ] || suite "$name" || return 1
+    done
+}
+
+try_fault() {
+    planted "$1" >"$COPY/${FILES[$1]}"
+    if all_suites "${FILES[$1]}"; then NOTICED=survived; fi
+    cp "${FILES[$1]}" "$COPY/${FILES[$1]}"
+    printf '%s\t%s\t%s\n' "${FILES[$1]}" "${FAULTS[$1]}" "$NOTICED" >>"$RESULTS"
+    say "${FILES[$1]}: ${FAULTS[$1]}: $NOTICED"
+}
+
+# result_of INDEX: what is known of it, empty for nothing.
+result_of() {
+    awk -F '\t' -v file="${FILES[$1]}" -v fault="${FAULTS[$1]}" '$1 == file && $2 == fault { r = $3 } END { print r }' "$RESULTS"
+}
+
+# The table of a folder is folded: its line says how many faults there are, and how many were noticed.
+table() {
+    local folder i result count caught rows
+    for folder in $(printf '%s\n' "${FILES[@]}" | xargs -n 1 dirname | sort -u); do
+        count=0 caught=0 rows=''
+        for i in "${!FAULTS[@]}"; do
+            [ "$(dirname "${FILES[$i]}")" = "$folder" ] || continue
+            result=$(result_of "$i") count=$((count + 1))
+            [ "$result" = survived ] && result="**nothing.** ${WHYS[$i]}" || caught=$((caught + 1))
+            rows+="| ${FAULTS[$i]//|/\\|} | $result |"$'\n'
+        done
+        printf '<details><summary>%s: %d of %d</summary>\n\n| Fault | Caught by |\n|---|---|\n%s\n</details>\n\n' \
+            "$folder" $caught $count "$rows"
+    done
+}
+
+verdict() {
+    local i survivors=0 unknown=0
+    for i in "${!FAULTS[@]}"; do
+        case $(result_of "$i") in
+        '') unknown=$((unknown + 1)) ;;
+        survived) survivors=$((survivors + 1)); say "Survived: ${FILES[$i]}: ${FAULTS[$i]}" ;;
+        'DOES NOT COMPILE') say "Does not compile: ${FILES[$i]}: ${FAULTS[$i]}"; exit 1 ;;
+        esac
+    done
+    if [ $unknown -gt 0 ]; then say "$unknown of ${#FAULTS[@]} faults are not known yet"; return 0; fi
+    table >"$OUT/table.md"
+    fill_section docs/quality.md mutants "$OUT/table.md"
+    say "$((${#FAULTS[@]} - survivors)) of ${#FAULTS[@]} faults were noticed"
+    [ $((100 * (${#FAULTS[@]} - survivors))) -ge $((WANTED * ${#FAULTS[@]})) ]
+}
+
+read_list
+check_list || exit 1
+CHOSEN=("${!FAULTS[@]}") COPY=$OUT/copy
+case ${1:-} in
+--check) exit 0 ;;
+--part)
+    COPY=$OUT/copy-${2/\//-of-}
+    mapfile -t CHOSEN < <(seq $((${2%/*} - 1)) "${2#*/}" $((${#FAULTS[@]} - 1))) ;;
+--files)
+    mapfile -t CHOSEN < <(for i in "${!FAULTS[@]}"; do [[ " ${*:2} " != *" ${FILES[$i]} "* ]] || echo "$i"; done) ;;
+*) rm -f "$RESULTS" ;;
+esac
+say "LumoBridge: ${#CHOSEN[@]} of ${#FAULTS[@]} faults"
+need_packages "${BUILD_TOOLS[@]}"
+mkdir -p "$COPY"
+touch "$RESULTS"
+refresh_copy
+cmake -S "$COPY" -B "$COPY/build" -G Ninja -DCMAKE_CXX_FLAGS='-O0 -w' -DTEST_TIMEOUT_SEC=$TEST_SEC >/dev/null
+say "The suite as it is"
+all_suites "${UNIT_TESTS[0]}" || { say "THE SUITE FAILS WITHOUT A FAULT: $NOTICED"; exit 1; }
+for i in "${CHOSEN[@]}"; do try_fault "$i"; done
+verdict || { say "TOO MANY FAULTS SURVIVED"; exit 1; }
