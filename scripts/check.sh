@@ -42,4 +42,6 @@ LONG=$(wc -l $SOURCES | awk '$2 != "total" && $1 > 500')
 OTHERS=$(foreign_libraries build/release/bin/LumoBridge)
 [ -z "$OTHERS" ] || fail "The daemon links $OTHERS"
 
+scripts/mutants.sh --check || fail "The list of faults does not fit the sources"
+
 [ $FAILED -eq 0 ]
