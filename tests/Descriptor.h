@@ -113,12 +113,14 @@ inline Descriptor connectTo(const std::string &ip, u16 port, int receiveBuffer =
     return socket;
 }
 
-// A listening socket on any free port of the address.
-inline Descriptor listenAnywhere(u16 *port, const std::string &ip = "127.0.0.1")
+// A listening socket on any free port of the address, or on the one wanted if that is free.
+inline Descriptor listenAnywhere(u16 *port, const std::string &ip = "127.0.0.1", u16 wanted = 0)
 {
     Descriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    sockaddr_in address = addressOf(ip, 0);
+    sockaddr_in address = addressOf(ip, wanted);
     socklen_t size = sizeof address;
+    const int on = 1;
+    setsockopt(socket.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on); // connections of a run before may be around
     bind(socket.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address);
     listen(socket.get(), 5);
     getsockname(socket.get(), reinterpret_cast<sockaddr *>(&address), &size);

@@ -4,9 +4,12 @@
 #include "tests/Descriptor.h"
 
 #include <atomic>
+#include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/ioctl.h>
+#include <sys/wait.h>
 #include <termios.h>
 #include <thread>
 
@@ -50,6 +53,47 @@ TEST_F(KeyboardTest, ATerminalGivesKeysWithoutALineEndAndIsAsBefore)
     tcgetattr(STDIN_FILENO, &after);
     EXPECT_EQ(after.c_lflag, before.c_lflag);
     EXPECT_EQ(fcntl(STDIN_FILENO, F_GETFL) & O_NONBLOCK, 0);
+}
+
+// The master end is told of each change of the settings.
+TEST_F(KeyboardTest, ATerminalInTheHandsOfOthersIsNotTouched)
+{
+    const Descriptor watching(posix_openpt(O_RDWR | O_NOCTTY));
+    ASSERT_EQ(grantpt(watching.get()) + unlockpt(watching.get()), 0);
+    const Descriptor terminal(open(ptsname(watching.get()), O_RDWR | O_NOCTTY));
+    const int on = 1;
+    termios settings{};
+    tcgetattr(terminal.get(), &settings);
+    settings.c_lflag |= EXTPROC; // without it some changes alone are told
+    tcsetattr(terminal.get(), TCSANOW, &settings);
+    ioctl(watching.get(), TIOCPKT, &on);
+    const pid_t pid = fork();
+    if (pid == 0)
+    {
+        std::signal(SIGTTOU, SIG_IGN);
+        setsid();
+        ioctl(terminal.get(), TIOCSCTTY, 0);
+        dup2(terminal.get(), STDIN_FILENO);
+        const pid_t foreground = fork();
+        if (foreground == 0)
+        {
+            pause();
+            _exit(0);
+        }
+        setpgid(foreground, foreground);
+        tcsetpgrp(STDIN_FILENO, foreground);
+        const bool hasKey = keyboardPoll().has_value();
+        kill(foreground, SIGKILL);
+        _exit(hasKey ? 1 : 0);
+    }
+    int status = -1;
+    waitpid(pid, &status, 0);
+    EXPECT_EQ(status, 0);
+    u8 told = 0;
+    pollfd source{watching.get(), POLLPRI, 0};
+    if (poll(&source, 1, 0) > 0)
+        static_cast<void>(read(watching.get(), &told, 1) == 1);
+    EXPECT_EQ(told & TIOCPKT_IOCTL, 0);
 }
 
 TEST_F(KeyboardTest, AKeyThatAnotherReaderTakesFirstIsNotWaitedFor)

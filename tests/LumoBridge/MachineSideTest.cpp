@@ -53,6 +53,8 @@ TEST_F(MachineSideTest, EachMessageOfATurnIsAsIfItStoodAlone)
         {eMqMessage::LINK_STATE, 1, "", "90 00 00 00 00 00 80 00 01"},
         {eMqMessage::VARIABLE_DATA, 12, "00", "90 01 00 00 ff ff ff ff 00 00 00 00 00"},
         {eMqMessage::VARIABLE_DATA, 11, "06 0b 00 00 00 01 5f 00 00 00 00", "90 01 00 00 00 00 00 0b 01 00 00 00 5f"},
+        {eMqMessage::VARIABLE_DATA, 10, "06 0a 00 00 00 04 d2 04 00 00 02",
+         "90 01 00 00 00 00 00 0a 04 00 00 04 d2 02"},
         {eMqMessage::VARIABLE_REQ, 4, "", "90 01 00 00 00 00 00 04 00 00 00 00 00"},
         {eMqMessage::FILE_DATA, 7, "61 2e", "90 02 00 00 00 00 00 07 61 2e"},
         {eMqMessage::FILE_REQ, 8, "", "90 02 00 00 00 00 00 08"},
@@ -70,24 +72,6 @@ TEST_F(MachineSideTest, EachMessageOfATurnIsAsIfItStoodAlone)
         {
             EXPECT_EQ(m_machine.smu.receive(), message);
         }
-    }
-}
-
-TEST_F(MachineSideTest, MessagesOfTheMachineComeToTheClientsQueue)
-{
-    start();
-    const std::pair<const char *, const char *> cases[] = {
-        {"90 01 00 00 00 00 00 04 01 00 00 00 19", "2 4 [06 04 00 00 00 01 19 00 00 00 00]"},
-        {"90 01 00 00 05 00 00 00", "2 5 [06 05 00 00 00 00 00 00 00 00 00]"},
-        {"90 02 00 00 00 00 00 09 61 62", "4 9 [61 62]"},
-        {"90 02 00 00 06 00 00 00", "2 6 [00 00 00 00 00 00]"},
-    };
-    for (const auto &[message, posted] : cases)
-    {
-        m_machine.smu.send(message);
-        EXPECT_EQ(m_toClient.next(), posted);
-        fromClient(eMqMessage::FILE_REQ, 1); // the turn is over when the machine has this
-        EXPECT_EQ(m_machine.smu.receive(), "90 02 00 00 00 00 00 01");
     }
 }
 

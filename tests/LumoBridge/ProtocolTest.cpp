@@ -1,6 +1,7 @@
 // The client's thread between two queues and a raw client.
 #include "LumoBridge/Protocol.h"
 
+#include "LTProto/ComDevice/ComDevSocket.h"
 #include "tests/LumoBridge/TestQueue.h"
 #include "tests/WirePacket.h"
 
@@ -46,23 +47,6 @@ TEST_F(ProtocolTest, RepliesTellTheTracer)
     EXPECT_EQ(m_out.next(), "65535 4294967295 [30 30 2e 30 30 2e 30 30 30 30]");
 }
 
-TEST_F(ProtocolTest, ClientComesIsServedAndLeaves)
-{
-    const auto post = [&](u16 what, const std::vector<u8> &bytes = {})
-    { tovi::thread::pushMsg(m_in.write, what, 4, bytes.data(), static_cast<u32>(bytes.size())); };
-    Descriptor client = connectTo(ownLoopback(), 8283);
-    EXPECT_EQ(m_out.next(), "65534 1 []");
-    post(65534);
-    EXPECT_EQ(m_out.next(), "65534 1 []");
-    post(2); // without a value it is dropped, as is one that is torn, and then all that is no value
-    post(2, Hex("06 05 00 00 00 01 19 00 00"));
-    for (const u16 what : std::initializer_list<u16>{1, 3, 5, 77, 2})
-        post(what, Hex("06 05 00 00 00 01 19 00 00 00 00"));
-    EXPECT_EQ(client.readExactly(20), Framed("66 FF FF FF FE 06 00 00 00 04 01 00 00 00 19"));
-    client.reset();
-    EXPECT_EQ(m_out.next(), "65534 0 []");
-}
-
 TEST_F(ProtocolTest, AClientThatClosedIsHeardToItsEndBeforeTheNextOneIsTakenOn)
 {
     ASSERT_TRUE(m_thread.Stop()); // the test takes the steps
@@ -74,6 +58,23 @@ TEST_F(ProtocolTest, AClientThatClosedIsHeardToItsEndBeforeTheNextOneIsTakenOn)
     m_thread.HandleEvent(Protocol::EVENT_FROM_PROTOCOL_SERVER);
     for (const char *message : {"65534 1 []", "1 42 []", "65534 0 []", "65534 1 []"})
         EXPECT_EQ(m_out.next(), message);
+}
+
+TEST_F(ProtocolTest, AClientThatIsReplacedIsToldAsDownThenUp)
+{
+    static double now = 1000000; // seconds
+    auto device = std::make_unique<tovi::ComDevSocket>(nullptr, [] { return Tools::DateTime(now); });
+    ASSERT_TRUE(device->Set(std::string("@").append(ownLoopback()).c_str(), 8284));
+    TestQueue in, out;
+    Protocol thread(nullptr, in.load, out.load);
+    ASSERT_EQ(thread.Init(in.read, out.write, eComType::SOCKET_MAIN, std::move(device), 0), 0);
+    const Descriptor first = connectTo(ownLoopback(), 8284);
+    thread.HandleEvent(Protocol::EVENT_FROM_PROTOCOL_SERVER);
+    now += 61;
+    const Descriptor second = connectTo(ownLoopback(), 8284);
+    thread.HandleEvent(Protocol::EVENT_FROM_PROTOCOL_SERVER);
+    for (const char *message : {"65534 1 []", "65534 0 []", "65534 1 []"})
+        EXPECT_EQ(out.next(), message);
 }
 
 TEST_F(ProtocolTest, ASubscriberComesBackToItsMainStationUntilItIsStopped)

@@ -45,13 +45,6 @@ TEST_F(QueueLoadTest, StopsAboveOneMarkAndGoesOnAtTheOther)
     EXPECT_FALSE(roomWasTold()) << "once is enough";
 }
 
-TEST_F(QueueLoadTest, CountsMessagesWithoutBytes)
-{
-    for (int i = 0; i <= 4096; ++i)
-        queue.load.Push(queue.write, eMqMessage::LINK_STATE, 1);
-    EXPECT_TRUE(queue.load.MustStop());
-}
-
 // Whatever the threads do at the same moment, a producer that stops is woken.
 TEST_F(QueueLoadTest, NoStopOutlivesItsReason)
 {

@@ -185,15 +185,3 @@ TEST_F(DeafMachineTest, IsMissedAtOnceWhenItResetsTheLink)
     m_smu.leave();
     EXPECT_EQ(m_bridge->status(), 0);
 }
-
-TEST_F(BridgeTest, HangUpThatIsIgnoredAtTheStartEndsNothing)
-{
-    std::signal(SIGHUP, SIG_IGN); // of the bridge that starts now
-    const testing::Test *const started = (startWithClient(), this);
-    std::signal(SIGHUP, SIG_DFL);
-    ASSERT_FALSE(started->HasFatalFailure());
-    m_bridge->signal(SIGHUP);
-    m_client->send("33 80 00 00 00 09");
-    EXPECT_EQ(m_client->receive(), framed("66 FF FF FF FF 11"));
-    stop();
-}

@@ -100,28 +100,6 @@ TEST_F(OutputTest, ThatNobodyReadsStopsNothingAndTheFileHasEveryLine)
     }
 }
 
-TEST_F(OutputTest, ThatIsReadAgainTellsHowManyLinesWereLost)
-{
-    sEnds ends = makePair(false);
-    ASSERT_NO_FATAL_FAILURE(startPrintingTo(ends.writer));
-    ASSERT_NO_FATAL_FAILURE(serve(2000));
-    ends.writer.reset();
-    std::vector<u8> bytes = ends.reader.readExactly(32768); // half of what a pipe holds
-    m_bridge->signal(SIGTERM);
-    EXPECT_EQ(m_bridge->status(), 0);
-    while (ends.reader.readInto(bytes))
-    {
-    }
-    const std::string printed(bytes.begin(), bytes.end());
-    const size_t told = printed.find(" lines lost: the output was not read\n");
-    ASSERT_NE(told, std::string::npos);
-    const size_t lost = std::stoul(printed.substr(printed.rfind('\n', told) + 1));
-    const size_t written = countOf("\n", log());
-    constexpr size_t CONSOLE_ALONE = 3; // the lost ones were told of, and the program's end has two lines
-    EXPECT_EQ(countOf("\n", printed) + lost, written + CONSOLE_ALONE);
-    EXPECT_TRUE(printed.ends_with(" - Program exit\nProgram end\n\n"));
-}
-
 TEST_F(OutputTest, WhoseReaderIsGoneKillsNothing)
 {
     for (bool isSocket : {false, true})
@@ -184,27 +162,6 @@ TEST_F(OutputTest, NoSecondThreadIsSaidAndEndsItWithStatusZero)
     m_smu.send("00 04 00 00");
     EXPECT_EQ(m_bridge->status(), 0);
     EXPECT_NE(m_bridge->output().find(" - ERR: unable to start the thread of the client link\n"), std::string::npos);
-}
-
-TEST_F(OutputTest, LogFileThatIsNoneIsSaidOnceAndServedWithout)
-{
-    const std::pair<void (*)(), const char *> CASES[] = {
-        {[] { mkdir("log", 0700); }, "Is a directory"},
-        {[] { mkfifo("log", 0600); }, "not a regular file"},
-        {[] { static_cast<void>(symlink("nowhere", "log") == 0); }, "No such file or directory"},
-    };
-    for (const auto &[make, reason] : CASES)
-    {
-        SCOPED_TRACE(reason);
-        launch({"-logfile", "log"}, eKeyboard::pipe, make);
-        m_smu.take();
-        ASSERT_TRUE(m_bridge->prints("Max payload lenght"));
-        stop();
-        const std::string told = std::string("ERR: log file log cannot be written: ").append(reason).append("\n");
-        EXPECT_EQ(countOf(told, m_bridge->output()), 1u);
-        for (const char *name : {"/log.old", "/nowhere"})
-            EXPECT_FALSE(std::filesystem::exists(m_bridge->folder() + name)) << name;
-    }
 }
 
 TEST_F(OutputTest, NamesOfTheMachineForgeNoLineAndMoveNoCursor)

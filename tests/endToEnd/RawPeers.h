@@ -32,7 +32,10 @@ inline void sendAtOnce(const Descriptor &link)
 class RawSmu
 {
   public:
-    explicit RawSmu(const std::string &ip = "127.0.0.1") : m_listener(listenAnywhere(&m_port, ip)) {}
+    // On any free port, or on `port` if that is free.
+    explicit RawSmu(const std::string &ip = "127.0.0.1", u16 port = 0) : m_listener(listenAnywhere(&m_port, ip, port))
+    {
+    }
     u16 port() const { return m_port; }
 
     // Lets little stand unread on the link; to be called before the bridge comes.

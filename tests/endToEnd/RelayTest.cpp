@@ -118,26 +118,6 @@ TEST_F(RelayTest, LinkStatesAlternate)
     EXPECT_EQ(m_smu.receive(), LINK_DOWN);
 }
 
-TEST_F(RelayTest, ClientThatComesBackAtOnceIsTakenOn)
-{
-    ASSERT_NO_FATAL_FAILURE(startWithClient());
-    for (int round = 0; round < 200; ++round)
-    {
-        SCOPED_TRACE(round);
-        m_client->send("33 80 00 00 00 09");
-        ASSERT_EQ(m_client->receive(), framed("66 FF FF FF FF 11"));
-        m_bridge->signal(SIGSTOP); // so that it finds all of it at once
-        acknowledge();
-        m_client->leave();
-        m_client = std::make_unique<RawClient>(m_ip, CLIENT_PORT);
-        m_bridge->signal(SIGCONT);
-        ASSERT_EQ(m_smu.receive(), LINK_DOWN);
-        ASSERT_EQ(m_smu.receive(), LINK_UP);
-    }
-    stop();
-    EXPECT_EQ(m_bridge->output().find("DISCARDED"), std::string::npos);
-}
-
 TEST_F(RelayTest, ClientThatStopsReadingIsReportedLost)
 {
     ASSERT_NO_FATAL_FAILURE(start());

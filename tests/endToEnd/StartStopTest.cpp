@@ -1,6 +1,7 @@
 // How the daemon starts and ends: messages, exit statuses, keyboard, signals, the end of the machine's link.
 #include "tests/endToEnd/BridgeFixture.h"
 
+#include <chrono>
 #include <sys/stat.h>
 #include <termios.h>
 
@@ -9,6 +10,19 @@ namespace
 
 using StartStopTest = BridgeTest;
 using eKeyboard = BridgeProcess::eKeyboard;
+
+class Stopwatch
+{
+  public:
+    i64 msec() const
+    {
+        return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - m_start)
+            .count();
+    }
+
+  private:
+    const std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
+};
 
 } // namespace
 
@@ -57,8 +71,10 @@ TEST_F(StartStopTest, SignalEndsTheConnectionAttempts)
 {
     launch();
     m_smu.takeUnanswered(); // its IDENTIFY is read: now it waits for the answer
+    const Stopwatch ending;
     m_bridge->signal(SIGTERM);
     EXPECT_EQ(m_bridge->status(), 0);
+    EXPECT_LT(ending.msec(), 3000);
     EXPECT_NE(m_bridge->output().find("Program exit"), std::string::npos);
 }
 
@@ -90,14 +106,40 @@ TEST_F(StartStopTest, NoLinkChosenEndsItAfterTheConnection)
     EXPECT_NE(bridge.output().find("Error: connection type undefined"), std::string::npos);
 }
 
-TEST_F(StartStopTest, UnreachableMachineIsTriedFiveTimes)
+TEST_F(StartStopTest, UnreachableMachineIsTriedFiveTimesHalfASecondApart)
 {
-    u16 port = 0;
-    listenAnywhere(&port).reset(); // free again, and nobody listens
-    const std::string server = "127.0.0.1:" + std::to_string(port);
-    BridgeProcess bridge({"-server", server, "-socket", m_ip});
-    EXPECT_EQ(bridge.status(), 255);
-    EXPECT_NE(bridge.output().find("ERR: unable to connect " + server), std::string::npos);
+    launch();
+    const Stopwatch trying;
+    for (int i = 0; i < 5; ++i)
+    {
+        ASSERT_NO_FATAL_FAILURE(m_smu.takeConnection());
+        m_smu.leave();
+    }
+    EXPECT_EQ(m_bridge->status(), 255);
+    EXPECT_GE(trying.msec(), 2400);
+    const std::string server = "127.0.0.1:" + std::to_string(m_smu.port());
+    EXPECT_NE(m_bridge->output().find("ERR: unable to connect " + server), std::string::npos);
+}
+
+TEST_F(StartStopTest, AnIdentificationWithoutAnAnswerIsTriedAgainAfterFiveSeconds)
+{
+    launch();
+    m_smu.takeUnanswered();
+    const Stopwatch waiting;
+    m_smu.takeUnanswered();
+    EXPECT_GE(waiting.msec(), 5000);
+    m_smu.send("00 04 00 00");
+    EXPECT_TRUE(m_bridge->prints("Max payload lenght"));
+}
+
+TEST_F(StartStopTest, TheMachineIsAtPort2283OfThisHostUnlessAnotherIsNamed)
+{
+    RawSmu machine("127.0.0.1", 2283);
+    if (machine.port() != 2283)
+        GTEST_SKIP() << "a machine is there already";
+    BridgeProcess bridge({"-socket", m_ip});
+    machine.take();
+    EXPECT_TRUE(bridge.prints("Max payload lenght"));
 }
 
 TEST_F(StartStopTest, ClientLinkThatCannotBeOpened)
@@ -153,24 +195,28 @@ TEST_F(StartStopTest, ArgumentsAreReadAsAFormatWithoutHarm)
     EXPECT_NE(m_bridge->output().find(" 100%  50%"), std::string::npos);
 }
 
-TEST_F(StartStopTest, LogFileHoldsTheTrace)
+TEST_F(StartStopTest, LogFileHoldsTheTraceUpToItsSize)
 {
-    ASSERT_NO_FATAL_FAILURE(start({"-logfile", "bridge.log", "-logdim", "100000"}));
+    ASSERT_NO_FATAL_FAILURE(start({"-logfile", "bridge.log", "-logdim", "1"}));
     stop();
-    std::ifstream log(m_bridge->folder() + "/bridge.log");
-    const std::string text{std::istreambuf_iterator<char>(log), {}};
-    EXPECT_NE(text.find("Parametri avvio programma:"), std::string::npos);
-    EXPECT_NE(text.find("Program exit"), std::string::npos);
+    const std::string lastLine = readFile(m_bridge->folder() + "/bridge.log");
+    EXPECT_EQ(lastLine.substr(lastLine.find(" - ")), " - Program exit\n");
+    EXPECT_TRUE(std::filesystem::exists(m_bridge->folder() + "/bridge.log.old"));
 }
 
-TEST_F(StartStopTest, ClosedStandardInputHarmsNothing)
+TEST_F(StartStopTest, ClosedStandardDescriptorsHarmNothing)
 {
-    launch({}, eKeyboard::closed);
+    launch({}, eKeyboard::closed, [] { close(STDERR_FILENO); });
     m_smu.take();
     ASSERT_TRUE(m_bridge->prints("Max payload lenght"));
     connectClient();
     m_client->send("33 80 00 00 00 09");
     EXPECT_EQ(m_client->receive(), framed("66 FF FF FF FF 11"));
+    for (const char *descriptor : {"0", "2"})
+    {
+        const std::string name = "/proc/" + std::to_string(m_bridge->pid()) + "/fd/" + descriptor;
+        EXPECT_EQ(std::filesystem::read_symlink(name), "/dev/null") << "no socket, which the last word would go to";
+    }
     m_bridge->signal(SIGTERM);
     EXPECT_EQ(m_bridge->status(), 0);
 }

@@ -28,25 +28,19 @@ TEST_F(UartTest, StartTellsTheLineAndTheDefaultPayload)
     EXPECT_NE(m_bridge->output().find("Max payload lenght 5000 bytes"), std::string::npos);
 }
 
-TEST_F(UartTest, PacketIsSentAgainForThreeNacks)
-{
-    ASSERT_NO_FATAL_FAILURE(startWithClient());
-    const std::string value = valueAt("01 00 00 00 19");
-    for (int i = 0; i < 3; ++i)
-    {
-        m_client->send(NACK);
-        EXPECT_EQ(m_client->receive(), value);
-    }
-    m_client->send(NACK);
-    EXPECT_EQ(m_client->receive(), POLLING);
-}
-
 TEST_F(UartTest, SilentClientIsReportedOnceAndItsNextByteBringsItBack)
 {
     ASSERT_NO_FATAL_FAILURE(startWithClient());
+    m_client->send("AA 00 00 00 00 10 05 00 07"); // a file, of which no more comes
+    std::string granted = m_client->receive();
+    while (granted == POLLING)
+        granted = m_client->receive();
+    EXPECT_EQ(granted, framed("AA 00 00 00 00 10 00 10"));
     for (int i = 0; i < 2; ++i)
     {
         EXPECT_EQ(m_smu.receive(), LINK_DOWN);
+        const std::filesystem::directory_iterator received(m_bridge->folder() + "/BridgeTemp");
+        EXPECT_EQ(std::distance(received, {}), 1) << "the index alone";
         EXPECT_EQ(m_client->receive(), POLLING); // they have gone out all the while
         m_client->sendRaw({0x00});
         EXPECT_EQ(m_smu.receive(), LINK_UP);
@@ -72,15 +66,6 @@ TEST_F(UartTest, PollsGoOutWhileTheMachineTalks)
         EXPECT_EQ(m_client->receive(), POLLING);
     ended = true;
     talk.join();
-}
-
-TEST_F(UartTest, PacketThatStopsHalfWayIsForgottenAtTheNextPoll)
-{
-    ASSERT_NO_FATAL_FAILURE(startWithClient());
-    m_client->sendRaw(Hex("60 0F FF 66 01"));
-    EXPECT_EQ(m_client->receive(), POLLING);
-    m_client->send("33 80 00 00 00 09");
-    EXPECT_EQ(m_client->receive(), framed("66 FF FF FF FF 11"));
 }
 
 TEST_F(UartTest, LineThatHangsUpIsOpenedAgain)
@@ -130,14 +115,4 @@ TEST_F(UartTest, DeafMachineMakesTheClientWaitForItsAck)
         ASSERT_EQ(m_smu.receiveBytes().size(), 9U + 4000 - 16) << i;
     EXPECT_EQ(m_client->receive(), framed(ACK));
     EXPECT_EQ(m_client->receive(), POLLING);
-}
-
-TEST_F(UartTest, LineThatTakesNothingIsReported)
-{
-    ASSERT_NO_FATAL_FAILURE(startWithClient({"-payload", "65535"}));
-    m_smu.send("90 01 00 00 00 00 00 0A " + largeValue(30000));
-    ASSERT_TRUE(m_bridge->prints("Push packet"));
-    m_client->send(ACK);
-    EXPECT_TRUE(m_bridge->prints("ERR UartSend len 30000 sended "));
-    EXPECT_TRUE(m_bridge->prints("Unable to send. Connection is close."));
 }

@@ -25,18 +25,3 @@ TEST(SMUConn, EncodesWhatFitsAndDecodesFourBytesAndMore)
     EXPECT_EQ(msg.what, 0x9002);
     EXPECT_EQ(msg.userValue, 8);
 }
-
-TEST(ProtocolBuffer, KeepsItsBytesWhereverItMoves)
-{
-    u8 base[] = {'a', 'b'};
-    tovi::ProtocolBuffer buffer;
-    buffer.setupWithBase(base, 2, tovi::memory_getSysHeapAllocator());
-    buffer.moveCursorTo(2);
-    EXPECT_TRUE(buffer.append(base, 2));
-    EXPECT_TRUE(buffer.growIncremental(5));
-    EXPECT_FALSE(buffer.growUpTo(0x40000000));
-    buffer.removeFirstNByte(1);
-    EXPECT_EQ(std::string(buffer.data(), buffer.data() + buffer.getCursor()), "bab");
-    buffer.removeFirstNByte(9);
-    EXPECT_EQ(buffer.getCursor(), 0u);
-}

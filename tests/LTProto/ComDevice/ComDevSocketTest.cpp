@@ -102,26 +102,6 @@ TEST_F(ComDevSocketTest, ClientThatClosedIsNotInTheWayWhateverItLeftUnread)
         }
 }
 
-TEST_F(ComDevSocketTest, ReadingNoBytesIsNoClosedPeer)
-{
-    const Descriptor client = Answered(connectTo(m_ip, 8283));
-    client.write({7});
-    EXPECT_EQ(Ready(), PEER);
-    EXPECT_EQ(m_device.Receive(0, &m_byte), 0);
-    EXPECT_EQ(m_device.Receive(1, &m_byte), 1);
-    ExpectTalk(m_device, client);
-}
-
-TEST_F(ComDevSocketTest, WithoutAGroupAClientIsTakenOnAllTheSame)
-{
-    tovi::ComDevSocket device(nullptr);
-    ASSERT_TRUE(device.Set(("@" + m_ip).c_str(), 8284));
-    const Descriptor client = connectTo(m_ip, 8284);
-    EXPECT_EQ(device.ReceiveServer(), 1);
-    EXPECT_TRUE(device.Send(1, &m_byte));
-    EXPECT_EQ(client.readExactly(1).size(), 1U);
-}
-
 TEST_F(ComDevSocketTest, ASecondSetClosesTheFirstAndTurnsTheRole)
 {
     const Descriptor client = Answered(connectTo(m_ip, 8283));

@@ -9,27 +9,6 @@ using DataTest = EngineTest;
 
 } // namespace
 
-// Every value but the type in front has the same number, decimals and bytes at hand.
-TEST_F(DataTest, ValuesOfEveryTypeAsAnswerAndSpontaneously)
-{
-    for (const std::string value : {"01 00 01 E2 40", "02 00 01 E2 40", "03 00 01 E2 40 02", "04 00 01 E2 40 02",
-                                    "06 00 01 E2 40", "80 00 01 E2 40", "07 61 62 63", "10 61 62 63",
-                                    // A file, nothing, undefined and internal do not travel.
-                                    "05", "11", "00", "FF"})
-    {
-        SCOPED_TRACE(value);
-        Start(eComType::SOCKET_MAIN);
-        const Tools::MemoryBuffer text("abc");
-        const eDataType dataType{Hex(value).front()};
-        const bool travels = value.size() > 2;
-        EXPECT_EQ(m_engine->DataEnqueue(3, dataType, 123456, 2, text), travels);
-        EXPECT_EQ(Sent(), travels ? FramedHex("66 00 00 00 03 " + value) : "");
-        FeedAck();
-        EXPECT_EQ(m_engine->DataEnqueue(eDataType::VARIABLE_ID, 9, dataType, 123456, 2, text), travels);
-        EXPECT_EQ(Sent(), travels ? FramedHex("66 FF FF FF FE 06 00 00 00 09 " + value) : "");
-    }
-}
-
 TEST_F(DataTest, WhatTheClientAsksAndTells)
 {
     const std::string notice = "66 FF FF FF FF 80 00 00 00 ";
@@ -102,16 +81,4 @@ TEST_F(DataTest, AnswerThatNamesATicketTurnsTheRequestIntoThatTicket)
     EXPECT_EQ(Feed("66 FF FF FF FF 80 00 00 00 07"), eReceiveResult::InternalProcessed);
     EXPECT_EQ(Sent(), FramedHex("2A 01"));
     EXPECT_EQ(m_engine->TicketSearch(eTicketType::FROM_PROTOCOL, eDataType::VARIABLE_ID, 9), 0x55U);
-}
-
-TEST_F(DataTest, TraceSwitchesAreTheTracers)
-{
-    EXPECT_FALSE(m_engine->TraceOnConsole(true)); // nobody to switch
-    Tools::LogTracer tracer;
-    m_engine->LogTracer(&tracer);
-    EXPECT_TRUE(m_engine->TraceOnConsoleChange());
-    EXPECT_TRUE(tracer.m_traceOnConsole);
-    EXPECT_FALSE(m_engine->TraceOnConsoleChange());
-    EXPECT_TRUE(m_engine->TraceOnDisk(true));
-    EXPECT_FALSE(m_engine->TraceOnDiskChange());
 }

@@ -128,17 +128,6 @@ TEST_F(FramingTest, WhatIsNoPacketGetsNackTwoAndLeavesTheGatheringClean)
     }
 }
 
-TEST_F(FramingTest, PacketsBelowTheirLeastLengthAreIgnored)
-{
-    for (const char *content : {"2A", "33", "33 05 00", "33 06 00 00 00", "33 06 00 00 00 2A 00", "33 80 00",
-                                "33 07 00", "66", "66 FF FF FF FE 06 00 00 00", "AA", "AA 00 00", "07 01 02"})
-    {
-        SCOPED_TRACE(content);
-        EXPECT_EQ(Feed(content), eReceiveResult::Unknown);
-        EXPECT_EQ(Sent(), "");
-    }
-}
-
 TEST_F(FramingTest, RolesTellWhenToSendAndWhatAReadyPeerHears)
 {
     const std::string value = FramedHex("66 FF FF FF FE 06 00 00 00 01 01 00 00 00 11");

@@ -86,6 +86,11 @@ TEST_F(SerialTest, BytesThatComeSinglyAreForgottenAtTheIdleStep)
             FeedAck();
             EXPECT_EQ(Sent(), comType == eComType::UART_MAIN ? m_polling : m_ack) << dribble;
         }
+        FeedBytes(Hex("60 00 20 66 01")); // a packet that stops half way
+        IdleStepAfter(m_engine->WaitingTimeout());
+        Sent();
+        FeedAck();
+        EXPECT_EQ(Sent(), comType == eComType::UART_MAIN ? m_polling : m_ack);
     }
 }
 

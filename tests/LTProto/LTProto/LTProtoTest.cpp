@@ -41,15 +41,3 @@ TEST_F(RolesTest, ASubscriberThatLostItsMainStationLooksForItAtLeastOnceASecond)
     EXPECT_EQ(m_device->m_attempts, 4U);
     EXPECT_EQ(Feed("33 06 00 00 00 2A"), eReceiveResult::VarRequest); // nothing is left in front of it
 }
-
-TEST_F(RolesTest, NobodyElseConnectsAgain)
-{
-    for (eComType comType : {eComType::SOCKET_MAIN, eComType::UART_MAIN, eComType::UART_SUBSCRIBER})
-    {
-        Start(comType);
-        m_device->m_connected = false;
-        m_device->m_opens = true;
-        EXPECT_EQ(m_engine->OnCycle(), eReceiveResult::Unknown);
-        EXPECT_FALSE(m_engine->DeviceHasPeer());
-    }
-}

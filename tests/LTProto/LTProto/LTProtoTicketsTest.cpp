@@ -1,5 +1,7 @@
 #include "tests/LTProto/LTProto/EngineFixture.h"
 
+#include "LTProto/Tools/LogTracer.h"
+
 namespace
 {
 
@@ -84,20 +86,6 @@ TEST_F(TicketsTest, ARequestThatTheQueueRefusesTakesNoTicket)
     EXPECT_EQ(m_engine->TicketSearch(eTicketType::FROM_API, eDataType::VARIABLE_ID, 9), 0U);
 }
 
-TEST_F(TicketsTest, OnePacketAtATimeInTheOrderOfTheQueue)
-{
-    EXPECT_TRUE(Value(1, 0x11));
-    EXPECT_TRUE(Value(2, 0x22)); // waits: the first may still be answered with NACK
-    EXPECT_TRUE(Value(3, 0x33));
-    EXPECT_EQ(Sent(), integerValue("00 00 00 01 00 00 00 11"));
-    FeedAck();
-    EXPECT_EQ(Sent(), integerValue("00 00 00 02 00 00 00 22"));
-    Feed("2A 00");
-    EXPECT_EQ(Sent(), integerValue("00 00 00 03 00 00 00 33"));
-    FeedAck();
-    EXPECT_EQ(Sent(), "");
-}
-
 TEST_F(TicketsTest, RequestOfTheBridgeIsRepeatedUntilItIsAnswered)
 {
     const std::string request = FramedHex("33 06 00 00 00 09");
@@ -120,6 +108,16 @@ TEST_F(TicketsTest, FullQueueDropsItsOldestSpontaneousValue)
     ASSERT_TRUE(Value(0xAAAA));
     FeedAck();
     EXPECT_EQ(Sent(), integerValue("00 00 00 02 00 00 00 00")); // 1 made room
+
+    Tools::LogTracer tracer;
+    tracer.Init(10);
+    m_engine->LogTracer(&tracer);
+    testing::internal::CaptureStdout();
+    for (u32 id = 0; id < 4; ++id) // there was room for one
+        Value(id);
+    s_nowMSec += 1000;
+    Value(4);
+    EXPECT_NE(testing::internal::GetCapturedStdout().find("dropped, 4 times\n"), std::string::npos) << "once a second";
 }
 
 TEST_F(TicketsTest, QueueIsBoundedInBytesAndKeepsAnswers)
@@ -130,6 +128,10 @@ TEST_F(TicketsTest, QueueIsBoundedInBytesAndKeepsAnswers)
         ASSERT_TRUE(m_engine->DataEnqueue(u32{1}, eDataType::DATA_BUFFER, 0, 0, mebibyteSixteenth));
     EXPECT_FALSE(m_engine->DataEnqueue(u32{1}, eDataType::DATA_BUFFER, 0, 0, mebibyteSixteenth));
     EXPECT_TRUE(Value(5));
+    FeedAck(); // what leaves makes room
+    EXPECT_TRUE(m_engine->DataEnqueue(u32{1}, eDataType::DATA_BUFFER, 0, 0, mebibyteSixteenth));
+    m_engine->ClientDisconnect(); // so does what is dropped
+    EXPECT_TRUE(m_engine->DataEnqueue(u32{1}, eDataType::DATA_BUFFER, 0, 0, mebibyteSixteenth));
 }
 
 TEST_F(TicketsTest, PacketThatIsTooLongIsRefusedWhereItWouldBeQueued)

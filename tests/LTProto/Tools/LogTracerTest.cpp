@@ -93,7 +93,8 @@ TEST_F(LogTracer, RotatesBeforeTheLineThatFollowsAFullFileAndKeepsOneOlderRun)
     EXPECT_TRUE(m_tracer.Trace("b"));
     EXPECT_EQ(m_folder.read("log"), "a\nb\n");
     EXPECT_TRUE(m_tracer.Trace("c"));
-    EXPECT_EQ(m_folder.read("log"), "c\n");
+    EXPECT_TRUE(m_tracer.Trace("d"));
+    EXPECT_EQ(m_folder.read("log"), "c\nd\n");
     EXPECT_EQ(m_folder.read("log.old"), "a\nb\n");
 }
 

@@ -169,22 +169,3 @@ TEST(ConsoleOutput, AReaderThatIsSlowGetsEveryLine)
     reader.join();
     EXPECT_EQ(shapeOf({bytes.begin(), bytes.end()}), std::string(50, 'a'));
 }
-
-TEST(ConsoleOutput, AReaderThatIsGoneCostsNoTime)
-{
-    const auto before = std::signal(SIGPIPE, SIG_IGN);
-    for (eOutput kind : {eOutput::pipe, eOutput::socket, eOutput::terminal})
-    {
-        sEnds ends = make(kind);
-        ConsoleOutput output(ends.writer.get());
-        ends.reader.reset();
-        const u64 taken = msecOf(
-            [&]
-            {
-                for (int i = 0; i < 100; ++i)
-                    output.write(line('a'));
-            });
-        EXPECT_LT(taken, ConsoleOutput::PATIENCE_MSEC) << static_cast<int>(kind);
-    }
-    std::signal(SIGPIPE, before);
-}

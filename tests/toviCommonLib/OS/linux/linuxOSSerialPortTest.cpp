@@ -21,6 +21,18 @@ class SerialPort : public testing::Test
     }
     ~SerialPort() override { platform::serialPort_close(m_port); }
 
+    // As a port is before anybody has set it up: lines, echo, signals, flow control, other line ends.
+    void Cook() const
+    {
+        const Descriptor line(open(m_pty.device().c_str(), O_RDWR | O_NOCTTY));
+        termios cooked{};
+        tcgetattr(line.get(), &cooked);
+        cooked.c_iflag |= BRKINT | ISTRIP | ICRNL | IXON | IXOFF;
+        cooked.c_oflag |= OPOST | ONLCR;
+        cooked.c_lflag |= ISIG | ICANON | ECHO | IEXTEN;
+        tcsetattr(line.get(), TCSANOW, &cooked);
+    }
+
     LumoSmuSim::PtyPort m_pty;
     Descriptor m_farEnd{m_pty.takeFarEnd()};
     OSSerialPort m_port;
@@ -31,6 +43,7 @@ class SerialPort : public testing::Test
 
 TEST_F(SerialPort, PassesEveryByteAndReportsAHangUp)
 {
+    Cook();
     ASSERT_TRUE(Open());
     OSWaitableGrp group;
     ASSERT_TRUE(group.addSerialPort(m_port, 5u));

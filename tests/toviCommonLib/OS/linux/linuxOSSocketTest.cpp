@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/time.h>
+#include <thread>
 
 using namespace platform;
 
@@ -57,6 +58,25 @@ TEST_F(SocketTest, ReadTellsDataSilenceAndTheEndAndSetsOnlyANewTimeout)
     EXPECT_EQ(socket_read(client, bytes, 8, 20000, false), 0);
     client.socketID = -1;
     EXPECT_EQ(socket_readNoWait(client, bytes, 8), 0) << "an error";
+}
+
+TEST_F(SocketTest, APeerThatReadsSlowlyDoesNotMakeAWriteLongerThanItsTimeout)
+{
+    const int small = SMALL_BUFFER;
+    setsockopt(near.get(), SOL_SOCKET, SO_SNDBUF, &small, sizeof small);
+    limitReceiveBuffer(far, small);
+    EXPECT_TRUE(socket_setWriteTimeoutMSec(client, 200));
+    const std::vector<u8> large(65535);
+    std::jthread reader(
+        [this](const std::stop_token &end)
+        {
+            pollfd pace{-1, 0, 0};
+            for (std::vector<u8> read; !end.stop_requested() && far.readInto(read, 1024);)
+                poll(&pace, 1, 40);
+        });
+    EXPECT_LT(socket_write(client, large.data(), 65535), 65535);
+    near.reset();
+    reader.request_stop();
 }
 
 TEST_F(SocketTest, ASignalEndsAReadAsATimeoutDoes)
