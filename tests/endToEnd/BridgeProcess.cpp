@@ -4,7 +4,6 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <fstream>
-#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <utility>
 
@@ -26,23 +25,12 @@ struct sPipe
     }
 };
 
-// Both ends of a new terminal: the tester's and the program's.
-sPipe makeTerminal()
-{
-    sPipe ends;
-    ends.writeEnd = Descriptor(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
-    grantpt(ends.writeEnd.get());
-    unlockpt(ends.writeEnd.get());
-    ends.readEnd = Descriptor(open(ptsname(ends.writeEnd.get()), O_RDWR | O_NOCTTY | O_CLOEXEC));
-    return ends;
-}
-
 } // namespace
 
 BridgeProcess::BridgeProcess(std::vector<std::string> arguments, eKeyboard keyboard, const std::string &folder,
                              const std::function<void()> &prepare)
 {
-    sPipe input = keyboard == eKeyboard::terminal ? makeTerminal() : sPipe();
+    sPipe input;
     sPipe output;
     const std::string workFolder = folder.empty() ? m_folder.path() : folder;
     std::vector<char *> argv;
@@ -65,11 +53,6 @@ void BridgeProcess::runChild(char *const argv[], eKeyboard keyboard, const char 
     dup2(input, STDIN_FILENO);
     if (keyboard == eKeyboard::closed)
         close(STDIN_FILENO);
-    if (keyboard == eKeyboard::terminal)
-    {
-        setsid();
-        ioctl(STDIN_FILENO, TIOCSCTTY, 0);
-    }
     std::signal(SIGPIPE, SIG_DFL);
     if (chdir(folder) != 0)
         _exit(127);

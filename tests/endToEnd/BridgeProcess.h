@@ -26,8 +26,7 @@ class BridgeProcess
     enum class eKeyboard
     {
         pipe,
-        terminal, // a terminal of its own, in the foreground
-        closed    // descriptor 0 is not open
+        closed // descriptor 0 is not open
     };
 
     // Starts the daemon in a folder of its own, or in `folder`. `prepare` runs in the child, as the last thing before it is
@@ -55,8 +54,6 @@ class BridgeProcess
 
     // All that it printed until its end.
     const std::string &output();
-
-    const Descriptor &keyboard() const { return m_keyboard; }
 
   private:
     static void runChild(char *const argv[], eKeyboard keyboard, const char *folder, int input, int output,

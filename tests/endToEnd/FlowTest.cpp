@@ -125,21 +125,6 @@ TEST_F(DeafMachineTest, MakesTheClientWaitForItsAckAndItsEndIsSeenAllTheSame)
     machineFindsAll();
 }
 
-TEST_F(DeafMachineTest, LetsAWaitingClientGoOnWhenItReadsAgain)
-{
-    ASSERT_NO_FATAL_FAILURE(startDeaf());
-    constexpr int MANY = 100; // some 5 MB
-    std::jthread client(
-        [this]
-        {
-            for (int i = 0; i < MANY; ++i)
-                say(LARGE_VALUE, ACKNOWLEDGED, "");
-        });
-    ASSERT_TRUE(m_bridge->prints("The machine takes no messages"));
-    for (int i = 0; i < MANY; ++i)
-        ASSERT_EQ(m_smu.receive(), LARGE_MESSAGE) << i;
-}
-
 TEST_F(DeafMachineTest, GetsAllBeforeTheEndWhenItReadsInTime)
 {
     for (int how : {0, SIGTERM, SIGINT, SIGHUP})

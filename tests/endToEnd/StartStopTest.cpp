@@ -3,7 +3,6 @@
 
 #include <chrono>
 #include <sys/stat.h>
-#include <termios.h>
 
 namespace
 {
@@ -38,21 +37,6 @@ TEST_F(StartStopTest, KeyboardEndsIt)
         EXPECT_EQ(m_smu.receive(), "c8 a6 02");
         EXPECT_EQ(m_smu.receive(), "");
     }
-}
-
-TEST_F(StartStopTest, TerminalIsReadKeyByKeyAndIsAsBeforeAfterwards)
-{
-    launch({}, eKeyboard::terminal);
-    termios before{};
-    tcgetattr(m_bridge->keyboard().get(), &before);
-    m_smu.take();
-    ASSERT_TRUE(m_bridge->prints("Max payload lenght"));
-    m_bridge->type("ax"); // no line end
-    EXPECT_EQ(m_bridge->status(), 0);
-    termios after{};
-    tcgetattr(m_bridge->keyboard().get(), &after);
-    EXPECT_EQ(after.c_lflag, before.c_lflag);
-    EXPECT_EQ(after.c_iflag, before.c_iflag);
 }
 
 TEST_F(StartStopTest, SignalsEndItAsTheKeyboardDoes)
