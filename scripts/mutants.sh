@@ -1,6 +1,5 @@
 #!/usr/bin/env bash
-# Plants the faults of scripts/mutants.txt one at a time in a copy, and looks whether a test notices. Works on a fresh Debian 12;
-# asks nothing.
+# Plants the faults of scripts/mutants.txt one at a time in a copy, and looks whether a test notices. Asks nothing.
 #   scripts/mutants.sh                    all faults, afresh
 #   scripts/mutants.sh --part 2/8         every eighth from the second on; parts have copies of their own, and may run at once
 #   scripts/mutants.sh --files FILE...    those of these files
@@ -8,8 +7,7 @@
 # What is known of each fault stands in build/mutants/results. When all are known, the table goes into docs/quality.md.
 . "$(dirname "$0")/common.sh"
 
-OUT=$PWD/build/mutants
-RESULTS=$OUT/results
+OUT=$PWD/build/mutants RESULTS=$PWD/build/mutants/results
 WANTED=95 # percent of the faults
 SLOW='AFullListOf|PulledCable|FilesOfEverySize|FiveMegabytes' # tests that come last
 TEST_SEC=60 # for one test, which has two tries: it may fail by chance
@@ -34,8 +32,7 @@ planted() {
     local text old=${OLDS[$1]} without
     [ -f "${FILES[$1]}" ] && [ -n "$old" ] && [ "$old" != "${NEWS[$1]}" ] || return 1
     text=$(cat "${FILES[$1]}"; printf .) # the dot keeps the line feeds at the end
-    text=${text%.}
-    without=${text//"$old"/}
+    text=${text%.} without=${text//"$old"/}
     [ $((${#text} - ${#without})) -eq ${#old} ] || return 1
     printf '%s' "${text/"$old"/"${NEWS[$1]}"}"
 }
@@ -50,14 +47,12 @@ check_list() {
 
 # The copy is brought to the state of the tree; what is the same keeps its time, so that little is built.
 refresh_copy() {
-    local file
     git ls-files | while IFS= read -r file; do
         cmp -s "$file" "$COPY/$file" || cp --parents "$file" "$COPY"
     done
 }
 
-# suite NAME CTEST-OPTION...: builds one test program, with the daemon for the last, and runs those of its tests. Leaves the first
-# that failed in NOTICED.
+# suite NAME CTEST-OPTION...: builds a test program and runs those of its tests. Leaves the first that failed in NOTICED.
 suite() {
     local log=$COPY/build/suite.log
     NOTICED=''
@@ -130,7 +125,7 @@ verdict() {
 }
 
 read_list
-check_list || exit 1
+check_list
 CHOSEN=("${!FAULTS[@]}") COPY=$OUT/copy
 case ${1:-} in
 --check) exit 0 ;;
