@@ -1,6 +1,6 @@
 #include "tests/LTProto/LTProto/EngineFixture.h"
 
-#include "LTProto/Tools/LogTracer.h"
+#include <filesystem>
 
 namespace
 {
@@ -30,6 +30,11 @@ TEST_F(DataTest, WhatTheClientAsksAndTells)
         {"ticket not open", "33 80 00 00 00 02", eReceiveResult::InternalProcessed, nullptr, "66 FF FF FF FF 11"},
         {"file", "66 FF FF FF FE 05 00 00 00 63 00", eReceiveResult::Unknown, nullptr, "2A 01"},
         {"its ticket is its id", "33 80 00 00 00 63", eReceiveResult::InternalProcessed, nullptr, notice + "63"},
+        {"negotiated under it", "AA 00 00 00 00 10 80 00 00 00 63", eReceiveResult::InternalProcessed, nullptr,
+         "AA 00 00 00 00 10 00 10"},
+        {"its only block", "AA FF FF FF 41", eReceiveResult::FileReceive, nullptr, "2A 01"},
+        {"its ticket went with it", "33 80 00 00 00 63", eReceiveResult::InternalProcessed, nullptr,
+         "66 FF FF FF FF 11"},
         {"variable", "66 FF FF FF FE 06 00 00 00 05 01 00 00 00 09", eReceiveResult::DataBuffer,
          "00 00 00 05 01 00 00 00 09", "2A 01"},
         {"buffer", "66 00 00 00 00 10 00 00 00 05 10 AA BB", eReceiveResult::DataBuffer, "00 00 00 05 10 aa bb",
@@ -81,4 +86,13 @@ TEST_F(DataTest, AnswerThatNamesATicketTurnsTheRequestIntoThatTicket)
     EXPECT_EQ(Feed("66 FF FF FF FF 80 00 00 00 07"), eReceiveResult::InternalProcessed);
     EXPECT_EQ(Sent(), FramedHex("2A 01"));
     EXPECT_EQ(m_engine->TicketSearch(eTicketType::FROM_PROTOCOL, eDataType::VARIABLE_ID, 9), 0x55U);
+}
+
+TEST_F(DataTest, AFileThatTheIndexCannotListIsRefused)
+{
+    const std::filesystem::path inTheWay = "BridgeTemp/index.dat.new";
+    std::filesystem::create_directory(inTheWay);
+    Feed("AA 00 00 00 00 10 05 00 07");
+    EXPECT_EQ(Sent(), FramedHex("2A 02 00 03"));
+    std::filesystem::remove(inTheWay);
 }
