@@ -8,6 +8,7 @@
 #include "toviCommonLib/tovi.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <cxxabi.h>
@@ -38,6 +39,9 @@ bool isGiven(std::span<char *const> arguments, std::string_view wanted)
 [[noreturn]] void onTerminate()
 {
     static constexpr char TEXT[] = "ERR: out of memory\n";
+    static std::atomic_flag hasFlushed; // which may itself find no memory, and come here again
+    if (!hasFlushed.test_and_set())
+        platform::console_flush();
     const std::type_info *thrown = abi::__cxa_current_exception_type();
     if (thrown == nullptr || *thrown != typeid(std::bad_alloc))
         std::abort();

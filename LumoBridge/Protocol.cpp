@@ -110,11 +110,12 @@ i16 Protocol::ThreadStart(void *self)
     return 0;
 }
 
-// The thread, until Stop, after the machine is told again of the files that it may not have heard of: 1. stop reading the client while the main thread is behind, or go on; 2. wait, but not while the main
-// thread's queue was left half read; 3. one handler for each ready source, so at most one packet; 4. the messages left over
-// from a turn that was cut short; 5. what the client link does unasked; 6. the engine's idle step when the client link was
-// silent for long enough, whatever the main thread sends meanwhile; 7. a look whether the client is gone, whichever way the
-// loop woke. The main thread's queue is always read on: no two stops ever wait for each other.
+// The thread, until Stop. First the machine is told again of the files that it may not have heard of. Then: 1. stop reading
+// the client while the main thread is behind, or go on; 2. wait, but not while the main thread's queue was left half read;
+// 3. one handler for each ready source, so at most one packet; 4. the messages left over from a turn that was cut short;
+// 5. what the client link does unasked; 6. the engine's idle step when the client link was silent for long enough, whatever
+// the main thread sends meanwhile; 7. a look whether the client is gone, whichever way the loop woke. The main thread's queue
+// is always read on: no two stops ever wait for each other.
 void Protocol::Process()
 {
     for (const LTProtocol::LTProto::ReceivedFile &file : m_comProtocol.ReceiveFilesRestore())

@@ -127,6 +127,7 @@ class Scenario
     void end();
     std::string faultOf(const sMeasure *usual) const;
     std::string endFault() const;
+    bool isLogShown() const;
 
     const sSettings &m_settings;
     const sTorment &m_torment;
@@ -328,6 +329,15 @@ std::string Scenario::endFault() const
     }
 }
 
+// Whether the console got what the log file got: each line goes to the console first.
+bool Scenario::isLogShown() const
+{
+    const Bytes log = readFile(m_settings.folder + "/log.txt");
+    const std::string lines(log.begin(), log.end());
+    const size_t last = lines.rfind('\n', lines.size() - 2) + 1; // before its own end; npos + 1 is 0
+    return m_daemon.printed().find(lines.substr(last)) != std::string::npos;
+}
+
 // Empty when there is none.
 std::string Scenario::faultOf(const sMeasure *usual) const
 {
@@ -337,6 +347,8 @@ std::string Scenario::faultOf(const sMeasure *usual) const
         return "a file of an earlier life is lost";
     if (m_isUploaded && !isKept(m_settings.folder, FILE_UP_CONTENT))
         return "an acknowledged file is lost";
+    if (m_torment.call == eCall::malloc && !isLogShown())
+        return "its last lines are not shown";
     if (m_isDamaged)
         return "bytes changed on their way";
     if (m_wasAsked && !m_isServed && m_peers.hasMachineLink() && m_torment.last == m_torment.first)

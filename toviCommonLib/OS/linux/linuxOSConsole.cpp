@@ -72,6 +72,11 @@ void console_write(std::string_view text)
     standardOutput().write(text, turns != 0);
 }
 
+void console_flush()
+{
+    standardOutput().flush();
+}
+
 ConsoleTurn::ConsoleTurn()
 {
     ++turns;
@@ -80,7 +85,7 @@ ConsoleTurn::ConsoleTurn()
 ConsoleTurn::~ConsoleTurn()
 {
     if (--turns == 0)
-        standardOutput().flush();
+        console_flush();
 }
 
 void console_printLine(const char *format, ...)

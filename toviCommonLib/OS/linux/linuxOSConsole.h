@@ -19,6 +19,9 @@ void console_internal_deinit();
 // Writes whole lines to standard output, past stdio; what nobody reads is lost: ConsoleOutput. Any thread may call it.
 void console_write(std::string_view text);
 
+// Sends what turns have gathered. Of a thread that is about to end the process, wherever it stands.
+void console_flush();
+
 // While one lives, what its thread writes is gathered and goes out with one call: at its end, with the next line of another
 // thread, or when some 4 KB are there. For the time between two waits.
 class ConsoleTurn

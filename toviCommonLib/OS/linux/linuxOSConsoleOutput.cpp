@@ -51,15 +51,13 @@ ConsoleOutput::~ConsoleOutput()
 void ConsoleOutput::write(std::string_view text, bool more)
 {
     const std::lock_guard lock(m_mutex);
-    if (m_gathered.size() + text.size() > GATHERED_LEN_MAX)
+    const bool isGathered = more && text.size() <= GATHERED_LEN_MAX;
+    if (!isGathered || m_gathered.size() + text.size() > GATHERED_LEN_MAX)
         sendGathered();
-    if (more && text.size() <= GATHERED_LEN_MAX)
-    {
+    if (isGathered)
         m_gathered += text;
-        return;
-    }
-    sendGathered();
-    sendLines(text);
+    else
+        sendLines(text);
 }
 
 void ConsoleOutput::flush()

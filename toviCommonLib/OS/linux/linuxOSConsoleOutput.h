@@ -51,7 +51,8 @@ class ConsoleOutput
     bool catchUp(u64 timeMSec);
 
     const int m_descriptor; // not owned
-    std::mutex m_mutex;     // guards what follows
+    // Guards what follows. A thread that finds no memory inside comes in once more, to flush.
+    std::recursive_mutex m_mutex;
     eKind m_kind = eKind::direct;
     struct stat m_seen
     {
